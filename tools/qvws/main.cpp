@@ -105,8 +105,10 @@ ExitCode run(int argc, char** argv) {
   Arguments arguments;
   CLI::App app(kDescription, "qvws");
   app.set_version_flag("--version", "qvws " QVWS_VERSION);
-  app.require_subcommand(1);
-  app.footer("\"qvws VERB --help\" tells more of a verb, with examples.\n\n" + exitCodeHelp());
+  app.require_subcommand(0, 1);
+  app.footer(
+      "Examples:\n  qvws list service.wsdl\n  qvws describe service.wsdl NAME\n\n\"qvws VERB --help\" tells more of a verb, with examples.\n\n" +
+      exitCodeHelp());
 
   CLI::App* listVerb = app.add_subcommand("list", "List the services, bindings, interfaces and operations of a WSDL document");
   addCommon(*listVerb, arguments, kListHelp);
@@ -136,6 +138,8 @@ ExitCode run(int argc, char** argv) {
                                                                            : "") +
                                        "--help\" shows what can be given");
   }
+  if (app.get_subcommands().empty())
+    throw Failure(ExitCode::Usage, "say what to do: \"qvws list WSDL\" or \"qvws describe WSDL\"; \"qvws --help\" tells more");
   if (arguments.verbose > 0) setenv("QVWS_LOG_LEVEL", arguments.verbose > 1 ? "1" : "2", 0);
   return app.got_subcommand(listVerb) ? list(arguments) : describe(arguments);
 }
