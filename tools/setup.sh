@@ -39,7 +39,7 @@ build() {
   local preset=$1 log=build/$1.log
   shift
   mkdir -p build
-  echo "Building preset $preset"
+  echo "Building preset $preset (log: $log)"
   { cmake --preset "$preset" && cmake --build --preset "$preset" "$@"; } >"$log" 2>&1 || {
     tail -n 60 "$log" >&2
     die "building preset $preset failed; the whole log is $PWD/$log"

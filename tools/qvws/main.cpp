@@ -23,6 +23,14 @@ using namespace qvwscli;
 
 constexpr const char* kDescription = "Lists and describes what a WSDL document offers.";
 
+constexpr const char* kHelp = R"(Examples:
+  qvws list service.wsdl
+  qvws describe service.wsdl NAME
+
+"qvws VERB --help" tells more of a verb.
+
+)";
+
 constexpr const char* kListHelp =
     "Examples:\n"
     "  qvws list service.wsdl\n"
@@ -106,9 +114,7 @@ ExitCode run(int argc, char** argv) {
   CLI::App app(kDescription, "qvws");
   app.set_version_flag("--version", "qvws " QVWS_VERSION);
   app.require_subcommand(0, 1);
-  app.footer(
-      "Examples:\n  qvws list service.wsdl\n  qvws describe service.wsdl NAME\n\n\"qvws VERB --help\" tells more of a verb, with examples.\n\n" +
-      exitCodeHelp());
+  app.footer(std::string(kHelp) + exitCodeHelp());
 
   CLI::App* listVerb = app.add_subcommand("list", "List the services, bindings, interfaces and operations of a WSDL document");
   addCommon(*listVerb, arguments, kListHelp);
@@ -133,9 +139,7 @@ ExitCode run(int argc, char** argv) {
     return ExitCode::Success;
   } catch (const CLI::ParseError& error) {
     throw Failure(ExitCode::Usage, std::string(error.what()) + "\n\"qvws " +
-                                       (app.got_subcommand(listVerb)       ? "list "
-                                        : app.got_subcommand(describeVerb) ? "describe "
-                                                                           : "") +
+                                       (app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name() + " ") +
                                        "--help\" shows what can be given");
   }
   if (app.get_subcommands().empty())
