@@ -2,12 +2,12 @@
 #ifndef QVX_SCHEMA_SCHEMA_SET_H
 #define QVX_SCHEMA_SCHEMA_SET_H
 
+#include "names.h"
+
 #include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
-
-#include "names.h"
 
 namespace qvx {
 
@@ -27,9 +27,8 @@ struct MessagePart {
   bool isType = false;
 };
 
-/// The schemas that a WSDL and everything it imports hold. Documents are parsed when something is first asked for, not before. Wrong schemas are no error: what
-/// cannot be resolved is left open (any content) and said in a comment or a log line.
-/// One thread at a time.
+/// The schemas that a WSDL and everything it imports hold. Documents are parsed when something is first asked for, not before. Wrong schemas are no
+/// error: what cannot be resolved is left open (any content) and said in a comment or a log line. One thread at a time.
 class SchemaSet {
  public:
   explicit SchemaSet(std::vector<SchemaDocument> documents);
@@ -40,7 +39,8 @@ class SchemaSet {
   /// One self-contained XML Schema 1.0 text that defines the payload: the parts' elements and everything they need. Empty when there are no parts.
   std::string schemaText(const std::vector<MessagePart>& parts);
 
-  /// Appends a sample of an element to `out`, as a stand-alone fragment that declares the prefixes it uses, indented by `indent` spaces, ending in a newline.
+  /// Appends a sample of an element to `out`, as a stand-alone fragment that declares the prefixes it uses, indented by `indent` spaces, ending in a
+  /// newline.
   void appendSample(const MessagePart& part, int indent, std::string& out);
 
  private:
