@@ -340,6 +340,11 @@ std::string SampleValues::value(Type& type, const std::function<std::string(cons
   return text;
 }
 
+bool SampleValues::accepts(Type& type, const std::string& text) {
+  const std::string& primitive = root(index_.complete(type))->name.local;
+  return !((primitive == "QName" || primitive == "NOTATION") && text.find(':') != std::string::npos) && fits(type, text, 0);
+}
+
 bool SampleValues::impossible(Type& type) {
   const std::string& primitive = root(index_.complete(type))->name.local;
   const Type* item = type.variety == Type::Variety::List ? type.item : nullptr;

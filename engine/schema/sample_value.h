@@ -23,6 +23,8 @@ class SampleValues {
 
   /// A text of the type. `prefixOf` names a namespace for values that are qualified names; `serial` numbers the ID values of one message.
   std::string value(Type& type, const std::function<std::string(const std::string&)>& prefixOf, unsigned& serial);
+  /// True when the text is valid for the type in a message that declares no prefixes for it.
+  bool accepts(Type& type, const std::string& text);
   /// True when no text of a message can be valid: entities and notations need declarations that a message does not have.
   bool impossible(Type& type);
 

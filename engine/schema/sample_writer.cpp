@@ -41,7 +41,7 @@ void SampleWriter::write(Element& element, int indent, std::string& out) {
   Element& root = chosen != nullptr ? *chosen : element;
   rootNs_ = root.name.ns;
   std::string body;
-  writeElement(root, indent, body, true);
+  writeElement(root, indent, body);
   // The declarations go into the root's tag, which ends at its name.
   const std::size_t position = body.find('<') + 1 + tag(root.name).size();
   std::string declarations;
@@ -59,7 +59,7 @@ Type& SampleWriter::instanceType(Element& element, std::string& xsiType) {
   return *found;
 }
 
-void SampleWriter::writeElement(Element& element, int indent, std::string& out, bool isRoot) {
+void SampleWriter::writeElement(Element& element, int indent, std::string& out) {
   ++written_;
   const std::string margin(static_cast<std::size_t>(indent), ' ');
   const std::string name = tag(element.name);
@@ -80,7 +80,8 @@ void SampleWriter::writeElement(Element& element, int indent, std::string& out, 
   Type* text = index_.textType(type);
   Particle content;
   if (text != nullptr) {
-    const std::string value = given ? escapedText(*given) : textValue(*text);
+    const bool usable = given && (element.fixedValue || values_.accepts(*text, *given));
+    const std::string value = escapedText(usable ? *given : textValue(*text));
     out += value.empty() ? "/>\n" : ">" + value + "</" + name + ">\n";
   } else {
     const bool known = !type.isAnyType && index_.effectiveContent(type, content);
@@ -95,23 +96,18 @@ void SampleWriter::writeElement(Element& element, int indent, std::string& out, 
   // Content may have added types, which moves nothing in this map, and closes what it opens.
   if (open_[&type]-- == kRecursion) --exhausted_;
   --depth_;
-  static_cast<void>(isRoot);
 }
 
 void SampleWriter::writeAttributes(Type& type, std::string& out) {
   std::vector<AttributeUse> uses;
   std::optional<Wildcard> any;
   index_.effectiveAttributes(type, uses, any);
-  // Those of a base come first, as its elements do; a derived type that says one again keeps its own.
   for (const AttributeUse& use : uses) {
     if (use.use == AttributeUse::Use::Prohibited) continue;
     if (use.use == AttributeUse::Use::Optional && (values_.impossible(*use.type) || use.name.ns == xmlns::kXml)) continue;
-    const std::string value = use.fixedValue     ? escapedText(*use.fixedValue)
-                              : use.defaultValue ? escapedText(*use.defaultValue)
-                                                 : textValue(*use.type);
-    std::string quoted;
-    for (const char c : value) quoted += c == '"' ? std::string("&quot;") : std::string(1, c);
-    out += " " + tag(use.name) + "=\"" + quoted + "\"";
+    const bool hasDefault = use.defaultValue && values_.accepts(*use.type, *use.defaultValue);
+    const std::string value = escapedAttribute(use.fixedValue ? *use.fixedValue : hasDefault ? *use.defaultValue : textValue(*use.type));
+    out += " " + tag(use.name) + "=\"" + value + "\"";
   }
 }
 
@@ -178,7 +174,7 @@ void SampleWriter::writeParticleOnce(const Particle& particle, int indent, std::
   switch (particle.kind) {
     case Particle::Kind::Element: {
       Element* element = index_.concrete(*particle.element, rootNs_);
-      writeElement(element != nullptr ? *element : *particle.element, indent, out, false);
+      writeElement(element != nullptr ? *element : *particle.element, indent, out);
       return;
     }
     case Particle::Kind::Any:

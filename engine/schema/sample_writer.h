@@ -21,7 +21,7 @@ class SampleWriter {
   void write(Element& element, int indent, std::string& out);
 
  private:
-  void writeElement(Element& element, int indent, std::string& out, bool isRoot);
+  void writeElement(Element& element, int indent, std::string& out);
   void writeContent(const Particle& particle, int indent, std::string& out);
   void writeParticleOnce(const Particle& particle, int indent, std::string& out);
   void writeAny(const Wildcard& any, int indent, std::string& out);
