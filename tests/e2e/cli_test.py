@@ -180,8 +180,8 @@ class Describes(Case):
         text = self.succeed("describe", "--parameters", ORDERS, "GetOrder")
         self.assertEqual([line.split() for line in text.splitlines()[3:]], [["binding", NS + "OrdersSoap"], ["action", "http://example.com/orders/GetOrder"],
                          ["address", "http://127.0.0.1:8080/orders"], ["input", TYPES + "getOrder"], ["output", TYPES + "getOrderResponse"]])
-        self.assertRegex(self.succeed("describe", "--schema", ORDERS, "GetOrder"), r"\n\ninput schema:\n<[^$]*\noutput schema:\n<")
-        self.assertRegex(self.succeed("describe", "--sample", ORDERS, "CancelOrder"), r"\n\ninput sample:\n<[^$]*Envelope>\n\n +output +none\n$".replace("+output", "*output"))
+        self.assertRegex(self.succeed("describe", "--schema", ORDERS, "GetOrder"), r"(?s)\n\ninput schema:\n<.*\n\noutput schema:\n<")
+        self.assertRegex(self.succeed("describe", "--sample", ORDERS, "CancelOrder"), r"(?s)\n  output +none\n\ninput sample:\n<.*Envelope>\n$")
 
     def test_one_bad_operation_does_not_hide_the_others(self):
         path = self.write("a.wsdl", wsdl("A", types=PING).replace('element="t:ping"', 'element="t:pong"'))

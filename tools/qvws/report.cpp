@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <utility>
 
 namespace qvwscli {
@@ -122,7 +123,7 @@ class Rows {
   void add(const std::string& name, const std::string& value) {
     if (!value.empty()) out_ += indent_ + name + std::string(name.size() < kNames ? kNames - name.size() : 1, ' ') + value + "\n";
   }
-  void add(const Json& object, const char* member) { add(member, line(object, member)); }
+  void addMember(const Json& object, const char* member) { add(member, line(object, member)); }
   /// All lines of a documentation.
   void documentation(const Json& object) {
     const Json& text = object["documentation"];
@@ -145,27 +146,27 @@ class Rows {
   std::string indent_;
 };
 
-void describeParameter(std::string& out, int indent, const Json& operation, const char* direction, const Shown& shown) {
-  const auto at = operation.find(direction);
-  if (at == operation.end()) return;
-  Rows rows(out, indent);
-  if (!at->is_object()) return rows.add(direction, "none");
-  rows.add(direction, line(*at, "name"));
-  Rows(out, indent + 2).documentation(*at);
-  for (const auto& [member, word, wanted] : {std::tuple("schema", "schema", shown.schema), std::tuple("xml", "sample", shown.sample)}) {
-    if (!wanted || !(*at)[member].is_string()) continue;
-    out += "\n" + std::string(direction) + " " + word + ":\n" + safe((*at)[member].get_ref<const std::string&>(), Escape::Xml);
-    if (out.back() != '\n') out += '\n';
-    out += '\n';
-  }
-}
-
 void describeOperation(std::string& out, int indent, const Json& operation, const Shown& shown) {
   Rows rows(out, indent);
   rows.documentation(operation);
-  for (const char* member : {"interface", "binding", "action", "address"}) rows.add(operation, member);
-  describeParameter(out, indent, operation, "input", shown);
-  describeParameter(out, indent, operation, "output", shown);
+  for (const char* member : {"interface", "binding", "action", "address"}) rows.addMember(operation, member);
+  for (const char* direction : {"input", "output"}) {
+    const auto parameter = operation.find(direction);
+    if (parameter == operation.end()) continue;
+    rows.add(direction, parameter->is_object() ? line(*parameter, "name") : "none");
+    if (parameter->is_object()) Rows(out, indent + 2).documentation(*parameter);
+  }
+  // The texts stand by themselves, so that they can be cut out as they are.
+  for (const char* direction : {"input", "output"}) {
+    const auto parameter = operation.find(direction);
+    if (parameter == operation.end() || !parameter->is_object()) continue;
+    for (const auto& [member, word, wanted] : {std::tuple("schema", "schema", shown.schema), std::tuple("xml", "sample", shown.sample)}) {
+      const Json& text = (*parameter)[member];
+      if (!wanted || !text.is_string()) continue;
+      out += "\n" + std::string(direction) + " " + word + ":\n" + safe(text.get_ref<const std::string&>(), Escape::Xml);
+      if (out.back() != '\n') out += '\n';
+    }
+  }
 }
 
 void describeThing(std::string& out, const std::string& kind, const Json& thing, const Shown& shown) {
@@ -173,12 +174,12 @@ void describeThing(std::string& out, const std::string& kind, const Json& thing,
   if (kind == "operation") return describeOperation(out, 2, thing, shown);
   Rows rows(out, 2);
   rows.documentation(thing);
-  for (const char* member : {"service", "interface", "binding"}) rows.add(thing, member);
+  for (const char* member : {"service", "interface", "binding"}) rows.addMember(thing, member);
   for (const Json& endpoint : thing.value("endpoints", Json::array())) {
     out += "  endpoint " + line(endpoint, "name") + "\n";
     Rows below(out, 4);
     below.documentation(endpoint);
-    below.add(endpoint, "binding");
+    below.addMember(endpoint, "binding");
   }
   const auto operations = thing.find("operations");
   if (operations == thing.end()) return;
@@ -313,7 +314,7 @@ std::string description(const Json& object, const Shown& shown) {
   }
   out = "description " + line(object, "location") + "\n";
   Rows rows(out, 2);
-  rows.add(object, "version");
+  rows.addMember(object, "version");
   rows.documentation(object);
   for (const auto& [part, word] : kParts) {
     for (const Json& thing : object[part]) {
