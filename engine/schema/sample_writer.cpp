@@ -2,6 +2,7 @@
 #include "schema/sample_writer.h"
 
 #include "schema/schema_text.h"
+#include "schema/schema_writer.h"
 
 #include <algorithm>
 
@@ -166,7 +167,7 @@ bool SampleWriter::mayAdd(const Particle& particle) {
 
 void SampleWriter::writeContent(const Particle& particle, int indent, std::string& out) {
   if (particle.min == 0 && !mayAdd(particle)) return;
-  const unsigned count = std::max(particle.min, 1U);
+  const unsigned count = std::clamp(particle.min, 1U, kMaxMinimum);
   for (unsigned i = 0; i < count && written_ < kHardElements; ++i) writeParticleOnce(particle, indent, out);
 }
 

@@ -20,6 +20,7 @@ namespace qvx {
 
 namespace {
 
+using schema::DocumentPtr;
 using schema::Element;
 using schema::Levels;
 using schema::LineOwner;
@@ -42,42 +43,64 @@ class Silence {
   void* context_;
 };
 
-struct Complaints {
-  std::set<long> lines;
-  bool failed = false;
+struct SchemaDeleter {
+  void operator()(xmlSchema* compiled) const noexcept { xmlSchemaFree(compiled); }
 };
+using SchemaPtr = std::unique_ptr<xmlSchema, SchemaDeleter>;
 
-void complain(void* context, xmlErrorPtr error) {
-  auto& complaints = *static_cast<Complaints*>(context);
-  if (error->level < XML_ERR_ERROR) return;
-  complaints.failed = true;
-  long line = error->line;
-  if (error->node != nullptr) line = xmlGetLineNo(static_cast<xmlNode*>(error->node));
-  complaints.lines.insert(line);
+DocumentPtr parse(const std::string& text) {
+  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_BIG_LINES;
+  return DocumentPtr(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, "UTF-8", kOptions));
 }
 
-// Compiles a schema text, to learn what a validator would refuse.
-Complaints compile(const std::string& text) {
-  Complaints complaints;
-  const schema::DocumentPtr tree(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, "UTF-8",
-                                               XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_BIG_LINES));
-  xmlSchemaParserCtxt* parser = tree ? xmlSchemaNewDocParserCtxt(tree.get()) : nullptr;
-  if (parser == nullptr) {
-    complaints.failed = true;
-    return complaints;
-  }
-  xmlSchemaSetParserStructuredErrors(parser, complain, &complaints);
-  xmlSchema* compiled = xmlSchemaParse(parser);
-  complaints.failed = complaints.failed || compiled == nullptr;
-  xmlSchemaFree(compiled);
+/// A schema text as a validator sees it.
+struct Compiled {
+  DocumentPtr tree;
+  SchemaPtr schema;
+  std::set<long> lines;  ///< that were complained about
+};
+
+Compiled compile(const std::string& text) {
+  Compiled result;
+  result.tree = parse(text);
+  xmlSchemaParserCtxt* parser = result.tree ? xmlSchemaNewDocParserCtxt(result.tree.get()) : nullptr;
+  if (parser == nullptr) return result;
+  const auto complain = [](void* context, xmlErrorPtr error) {
+    if (error->level < XML_ERR_ERROR) return;
+    static_cast<std::set<long>*>(context)->insert(error->node != nullptr ? xmlGetLineNo(static_cast<xmlNode*>(error->node)) : error->line);
+  };
+  xmlSchemaSetParserStructuredErrors(parser, complain, &result.lines);
+  result.schema.reset(xmlSchemaParse(parser));
+  if (!result.lines.empty()) result.schema.reset();
   xmlSchemaFreeParserCtxt(parser);
-  return complaints;
+  return result;
+}
+
+/// Elements of a sample that the schema refuses. With a wrong content either the element or the one around it is to blame, so both are named.
+std::set<QualifiedName> refused(const Compiled& compiled, const std::string& sample) {
+  std::set<QualifiedName> names;
+  const DocumentPtr tree = parse(sample);
+  xmlSchemaValidCtxt* validator = tree ? xmlSchemaNewValidCtxt(compiled.schema.get()) : nullptr;
+  if (validator == nullptr) return names;
+  const auto complain = [](void* context, xmlErrorPtr error) {
+    const auto* node = static_cast<const xmlNode*>(error->node);
+    if (node != nullptr && node->type == XML_ATTRIBUTE_NODE) node = node->parent;
+    for (int i = 0; i < (error->code == XML_SCHEMAV_ELEMENT_CONTENT ? 2 : 1) && node != nullptr && node->type == XML_ELEMENT_NODE;
+         ++i, node = node->parent) {
+      static_cast<std::set<QualifiedName>*>(context)->insert(
+          {node->ns != nullptr ? reinterpret_cast<const char*>(node->ns->href) : "", reinterpret_cast<const char*>(node->name)});
+    }
+  };
+  xmlSchemaSetValidStructuredErrors(validator, complain, &names);
+  xmlSchemaValidateDoc(validator, tree.get());
+  xmlSchemaFreeValidCtxt(validator);
+  return names;
 }
 
 // Simplifies what the complaints are about by one step. False when there is nothing left to simplify.
-bool degrade(const SchemaWriter& writer, const Complaints& complaints, Levels& levels) {
+bool degrade(const SchemaWriter& writer, const std::set<long>& lines, Levels& levels) {
   std::set<const void*> touched;
-  for (const long line : complaints.lines) {
+  for (const long line : lines) {
     if (line < 1 || static_cast<std::size_t>(line) > writer.lines().size()) continue;
     std::size_t owner = writer.lines()[static_cast<std::size_t>(line) - 1];
     while (owner != 0) {
@@ -93,6 +116,28 @@ bool degrade(const SchemaWriter& writer, const Complaints& complaints, Levels& l
     }
   }
   return !touched.empty();
+}
+
+// The same for elements of a sample that the schema refuses: first what their types say, then the types.
+bool degrade(const SchemaWriter& writer, const std::set<QualifiedName>& names, Levels& levels) {
+  bool changed = false;
+  std::set<const void*> touched;
+  for (const QualifiedName& name : names) {
+    const auto [first, last] = writer.declarations().equal_range(name);
+    for (auto one = first; one != last; ++one) {
+      const schema::Type* type = one->second->type;
+      int& typeLevel = levels[type];
+      int& elementLevel = levels[one->second];
+      if (!type->builtIn && (touched.count(type) != 0 || typeLevel < schema::kTypeLevels)) {
+        if (touched.insert(type).second) ++typeLevel;
+        changed = true;
+      } else if (elementLevel < schema::kElementLevels) {
+        elementLevel = schema::kElementLevels;
+        changed = true;
+      }
+    }
+  }
+  return changed;
 }
 
 }  // namespace
@@ -111,13 +156,28 @@ class SchemaSet::Impl {
     }
     const std::string& target = elements.front()->name.ns;
     Levels levels;
+    std::string firstText;
     for (int round = 0; round < kMaxRounds; ++round) {
       SchemaWriter writer(index_, target, levels);
       std::string text = writer.write(elements);
-      const Complaints complaints = compile(text);
-      if (!complaints.failed) return text;
-      if (!degrade(writer, complaints, levels)) break;
+      const Compiled compiled = compile(text);
+      if (!compiled.schema) {
+        if (!degrade(writer, compiled.lines, levels)) break;
+        continue;
+      }
+      // A definition that nothing can meet (a facet against another, a recursion without an end) must not refuse every message.
+      std::set<QualifiedName> names;
+      for (Element* element : elements) {
+        if (element->name.ns != target) continue;
+        std::string sample;
+        schema::SampleWriter(index_, values_).write(*element, 0, sample);
+        names.merge(refused(compiled, sample));
+      }
+      if (names.empty()) return text;
+      if (firstText.empty()) firstText = std::move(text);
+      if (!degrade(writer, names, levels)) break;
     }
+    if (!firstText.empty()) return firstText;
     return openText(elements);
   }
 

@@ -10,16 +10,12 @@ namespace qvx::schema {
 
 namespace {
 
-// The schema compilers of today unroll bounds: larger ones would cost minutes and say little.
-constexpr unsigned kMaxBound = 1000;
 // What may stand for something is bounded, or one common base would pull in everything.
 constexpr std::size_t kMaxStandIns = 200;
-constexpr int kTypeLevels = 3;
-constexpr int kElementLevels = 2;
 
 unsigned times(unsigned a, unsigned b) {
   if (a == 0 || b == 0) return 0;
-  return a == kUnbounded || b == kUnbounded || a > kMaxBound || b > kMaxBound ? kUnbounded : a * b;
+  return a == kUnbounded || b == kUnbounded || a > kMaxMaximum || b > kMaxMaximum ? kUnbounded : a * b;
 }
 
 unsigned plus(unsigned a, unsigned b) {
@@ -37,9 +33,9 @@ bool emptiable(const Particle& particle) {
 
 std::string bounds(const Particle& particle) {
   std::string text;
-  const unsigned min = particle.min > kMaxBound ? kMaxBound : particle.min;
+  const unsigned min = std::min(particle.min, kMaxMinimum);
   if (min != 1) text += " minOccurs=\"" + std::to_string(min) + "\"";
-  if (particle.max > kMaxBound) {
+  if (particle.max > kMaxMaximum) {
     text += " maxOccurs=\"unbounded\"";
   } else if (particle.max != 1) {
     text += " maxOccurs=\"" + std::to_string(particle.max) + "\"";
@@ -444,6 +440,8 @@ void SchemaWriter::writeElement(Element& element, const Particle* limits, bool g
   }
   if (!element.note.empty()) note(element.note);
   const int simplified = level(&element);
+  if (simplified > 0) note("simplified: the original contradicts itself");
+  if (!faithful_) declarations_.emplace(element.name, &element);
   std::string tag = "xs:element" + attribute("name", element.name.local);
   Type& type = index_.complete(*element.type);
   const bool inside = type.name.empty() && !type.builtIn && simplified < 2 && !(element.global && !global);
@@ -482,6 +480,7 @@ void SchemaWriter::writeType(Type& type, const std::string& name) {
   index_.complete(type);
   own(&type, kTypeLevels);
   for (const std::string& text : type.notes) note(text);
+  if (level(&type) > 0) note("simplified: the original contradicts itself");
   if (type.simple) {
     writeSimple(type, name);
   } else {

@@ -16,6 +16,13 @@ namespace qvx::schema {
 /// How far each component of a text is simplified: 0 as it is, more when the schema compiler refuses it so.
 using Levels = std::unordered_map<const void*, int>;
 
+inline constexpr int kTypeLevels = 3;
+inline constexpr int kElementLevels = 2;
+
+/// Bounds of occurrence above these are taken for them: what compiles schemas unrolls bounds, and a sample repeats what is required.
+inline constexpr unsigned kMaxMinimum = 100;
+inline constexpr unsigned kMaxMaximum = 1000;
+
 /// Who a line of the text belongs to.
 struct LineOwner {
   const void* component = nullptr;
@@ -36,6 +43,8 @@ class SchemaWriter {
   std::string write(const std::vector<Element*>& elements);
 
   const std::vector<LineOwner>& owners() const { return owners_; }
+  /// Element declarations of the text, by name.
+  const std::unordered_multimap<QualifiedName, Element*, QualifiedNameHash>& declarations() const { return declarations_; }
   /// Owner of each line, from 0.
   const std::vector<std::size_t>& lines() const { return lines_; }
 
@@ -104,6 +113,7 @@ class SchemaWriter {
   std::vector<LineOwner> owners_{LineOwner{}};
   std::vector<std::size_t> lines_;
   std::size_t owner_ = 0;
+  std::unordered_multimap<QualifiedName, Element*, QualifiedNameHash> declarations_;
 };
 
 }  // namespace qvx::schema
