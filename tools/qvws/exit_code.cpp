@@ -85,6 +85,8 @@ ExitCode exitCodeOf(std::string_view message) {
       return ExitCode::Usage;
     case 2101:
     case 2102:
+    case 2103:
+    case 2104:
       return ExitCode::SetUp;
     case 1774:
     case 1776:
