@@ -25,7 +25,7 @@ using Branch = std::vector<Piece>;
 
 std::string range(char first, char last) {
   std::string text;
-  for (int c = first; c <= last; ++c) text += static_cast<char>(c);
+  for (char c = first; c <= last; ++c) text += c;
   return text;
 }
 
@@ -48,8 +48,8 @@ class Parser {
   bool parse(std::vector<Branch>& out) { return alternatives(out, 0) && position_ == text_.size(); }
 
  private:
-  bool more() const { return position_ < text_.size(); }
-  char peek() const { return text_[position_]; }
+  [[nodiscard]] bool more() const { return position_ < text_.size(); }
+  [[nodiscard]] char peek() const { return text_[position_]; }
 
   bool alternatives(std::vector<Branch>& out, int depth) {
     if (depth > kMaxDepth) return false;
@@ -214,7 +214,7 @@ class Parser {
         }
         if (last.size() != 1) return false;
         const int end = static_cast<unsigned char>(last.front());
-        for (int c = one.front(); c <= std::min(end, 0x7E); ++c) letters += static_cast<char>(c);
+        for (int c = static_cast<unsigned char>(one.front()); c <= std::min(end, 0x7E); ++c) letters += static_cast<char>(c);
         continue;
       }
       letters += one;

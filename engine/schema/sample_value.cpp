@@ -262,7 +262,7 @@ void SampleValues::candidates(Type& type, std::vector<std::string>& out) {
     for (std::size_t i = 0; i < wanted; ++i) text += (i == 0 ? "" : " ") + seeds.front();
     out.push_back(text);
   } else if (primitive == "hexBinary") {
-    out.push_back(std::string(wanted * 2, '0'));
+    out.emplace_back(wanted * 2, '0');
   } else if (primitive == "base64Binary") {
     out.push_back(base64OfZeros(wanted));
   } else {

@@ -67,18 +67,20 @@ void SampleWriter::writeElement(Element& element, int indent, std::string& out) 
   out += margin + "<" + name;
   std::string xsiType;
   Type& type = instanceType(element, xsiType);
+  if (!xsiType.empty()) out += " " + prefix(std::string(xmlns::kSchemaInstance)) + ":type=\"" + xsiType + "\"";
   int& open = open_[&type];
-  if (depth_ >= kMaxDepth || written_ > kHardElements || (open >= kRecursion && !type.simple && !type.isAnyType)) {
+  Type* text = index_.textType(type);
+  if (text == nullptr && !type.isAnyType && (depth_ >= kMaxDepth || written_ > kHardElements || open >= kRecursion)) {
+    // Nested too often, or too much of it: cut, with what an empty element can have.
     if (element.nillable) out += " " + prefix(std::string(xmlns::kSchemaInstance)) + ":nil=\"true\"";
+    if (written_ <= kHardElements) writeAttributes(type, out);
     out += "/>\n";
     return;
   }
-  if (!xsiType.empty()) out += " " + prefix(std::string(xmlns::kSchemaInstance)) + ":type=\"" + xsiType + "\"";
   ++depth_;
   if (++open == kRecursion) ++exhausted_;
   if (!type.simple) writeAttributes(type, out);
   const std::optional<std::string>& given = element.fixedValue ? element.fixedValue : element.defaultValue;
-  Type* text = index_.textType(type);
   Particle content;
   if (text != nullptr) {
     const bool usable = given && (element.fixedValue || values_.accepts(*text, *given));

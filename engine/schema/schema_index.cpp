@@ -690,8 +690,9 @@ bool Index::effectiveContent(Type& type, Particle& out) {
     if (current->derivation != Type::Derivation::Extension) break;
   }
   out = Particle();
-  for (auto link = chain.rbegin(); link != chain.rend(); ++link) {
-    if ((*link)->content) out.children.push_back(*(*link)->content);
+  std::reverse(chain.begin(), chain.end());
+  for (const Type* link : chain) {
+    if (link->content) out.children.push_back(*link->content);
   }
   if (out.children.size() == 1) {
     Particle only = std::move(out.children.front());

@@ -189,11 +189,11 @@ class SchemaSet::Impl {
  private:
   // A part that is a type is an element of the part's name, without a namespace.
   Element* element(const MessagePart& part) {
-    if (!part.isType) return index_.element(part.name);
+    if (!part.isType) return index_.element({part.name.ns, schema::elementName(part.name.local)});
     Element*& slot = typed_[{part.part, part.name}];
     if (slot == nullptr) {
       slot = &store_.emplace_back();
-      slot->name = {std::string(), part.part};
+      slot->name = {std::string(), schema::elementName(part.part)};
       slot->type = index_.type(part.name);
       if (slot->type == nullptr) {
         slot->type = index_.anyType();

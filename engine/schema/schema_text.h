@@ -2,6 +2,8 @@
 #ifndef QVX_SCHEMA_SCHEMA_TEXT_H
 #define QVX_SCHEMA_SCHEMA_TEXT_H
 
+#include <libxml/tree.h>
+
 #include <string>
 #include <string_view>
 
@@ -46,6 +48,18 @@ inline std::string escapedText(std::string_view text) {
 inline std::string escapedAttribute(std::string_view text) {
   std::string out;
   appendEscaped(text, true, out);
+  return out;
+}
+
+/// The text as an XML name without a colon: the name of a part need not be one.
+inline std::string elementName(std::string_view text) {
+  std::string name(text);
+  if (xmlValidateNCName(reinterpret_cast<const xmlChar*>(name.c_str()), 0) == 0) return name;
+  std::string out = "_";
+  for (const char c : name) {
+    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '.';
+    out += plain ? c : '_';
+  }
   return out;
 }
 

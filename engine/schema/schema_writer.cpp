@@ -12,6 +12,8 @@ namespace {
 
 // What may stand for something is bounded, or one common base would pull in everything.
 constexpr std::size_t kMaxStandIns = 200;
+// A validator's automaton grows with the square of a run of optional terms, and checking it with the cube.
+constexpr std::size_t kMaxOptional = 800;
 
 unsigned times(unsigned a, unsigned b) {
   if (a == 0 || b == 0) return 0;
@@ -367,6 +369,10 @@ void SchemaWriter::loosen(const Particle& particle, std::vector<Element*>& eleme
 void SchemaWriter::writeModel(Particle particle, bool loose) {
   bool foreign = false;
   particle = converted(particle, foreign);
+  if (!loose && !faithful_ && static_cast<std::size_t>(std::count_if(particle.children.begin(), particle.children.end(), emptiable)) > kMaxOptional) {
+    note("the order is left open, because so many optional elements in a row would keep a validator busy for minutes");
+    loose = true;
+  }
   if (loose) {
     std::vector<Element*> elements;
     std::optional<Wildcard> any;
@@ -440,7 +446,7 @@ void SchemaWriter::writeElement(Element& element, const Particle* limits, bool g
   }
   if (!element.note.empty()) note(element.note);
   const int simplified = level(&element);
-  if (simplified > 0) note("simplified: the original contradicts itself");
+  if (simplified > 0) note("simplified: the original cannot be had in a schema of one namespace, or nothing can meet it");
   if (!faithful_) declarations_.emplace(element.name, &element);
   std::string tag = "xs:element" + attribute("name", element.name.local);
   Type& type = index_.complete(*element.type);
@@ -480,7 +486,7 @@ void SchemaWriter::writeType(Type& type, const std::string& name) {
   index_.complete(type);
   own(&type, kTypeLevels);
   for (const std::string& text : type.notes) note(text);
-  if (level(&type) > 0) note("simplified: the original contradicts itself");
+  if (level(&type) > 0) note("simplified: the original cannot be had in a schema of one namespace, or nothing can meet it");
   if (type.simple) {
     writeSimple(type, name);
   } else {
@@ -683,6 +689,15 @@ void SchemaWriter::writeAttributes(const std::vector<AttributeUse>& uses, std::o
   if (any) writeWildcard("xs:anyAttribute", *any, nullptr);
 }
 
+// Writing one may ask for more.
+void SchemaWriter::writeCopies() {
+  while (!copies_.empty()) {
+    const auto [type, name] = std::move(copies_.front());
+    copies_.pop_front();
+    writeType(*type, name);
+  }
+}
+
 void SchemaWriter::writeForeign(const std::string& ns) {
   written_ = ns;
   qualifiedByDefault_ = true;
@@ -711,10 +726,7 @@ void SchemaWriter::writeForeign(const std::string& ns) {
       line("<" + start + attribute("type", typeName(*use->type, use->name.local)) + "/>");
     }
   }
-  for (std::size_t i = 0; i < copies_.size(); ++i) {
-    const auto [type, name] = copies_[i];
-    writeType(*type, name);
-  }
+  writeCopies();
   close("xs:schema");
 }
 
@@ -745,10 +757,7 @@ std::string SchemaWriter::write(const std::vector<Element*>& elements) {
   for (Type* type : closure_.types) {
     if (type->name.ns == target_) writeType(*type, type->name.local);
   }
-  for (std::size_t i = 0; i < copies_.size(); ++i) {
-    const auto [type, name] = copies_[i];
-    writeType(*type, name);
-  }
+  writeCopies();
   if (closure_.truncated) note("more can stand for an abstract type or element than is listed here");
   for (const std::string& text : index_.notes()) note(text);
   if (!closure_.foreign.empty()) {

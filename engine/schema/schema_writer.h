@@ -4,6 +4,7 @@
 
 #include "schema/schema_index.h"
 
+#include <deque>
 #include <map>
 #include <set>
 #include <string>
@@ -63,6 +64,7 @@ class SchemaWriter {
   void visit(Element* element);
   void visit(const Particle& particle);
 
+  void writeCopies();
   void writeForeign(const std::string& ns);
   void writeElement(Element& element, const Particle* bounds, bool global);
   void writeType(Type& type, const std::string& name);
@@ -103,7 +105,7 @@ class SchemaWriter {
   std::vector<Type*> visitQueue_;
   std::unordered_map<const Type*, std::string> names_;
   std::set<std::string> taken_;
-  std::vector<std::pair<Type*, std::string>> copies_;
+  std::deque<std::pair<Type*, std::string>> copies_;
   std::map<std::string, std::string> prefixes_;
   std::vector<std::pair<std::string, std::string>> declared_;
   bool qualifiedByDefault_ = true;

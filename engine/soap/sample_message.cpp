@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "soap/sample_message.h"
 
+#include "schema/schema_text.h"
+
 #include <string_view>
 
 namespace qvx {
@@ -70,7 +72,7 @@ MessageTexts describeMessage(const MessageShape& shape, SchemaSet& schemas) {
   xml += "</soapenv:Envelope>\n";
   if (shape.body.size() == 1) {
     const MessagePart& part = shape.body.front();
-    texts.xpath += step(part.isType ? std::string_view() : std::string_view(part.name.ns), part.isType ? part.part : part.name.local);
+    texts.xpath += part.isType ? step("", schema::elementName(part.part)) : step(part.name.ns, schema::elementName(part.name.local));
   } else if (shape.body.size() > 1) {
     texts.xpath += "/*";
   }

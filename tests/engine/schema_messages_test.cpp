@@ -323,6 +323,20 @@ std::vector<Case> cases() {
        {},
        "<ns1:z>1<",
        "<ns1:z>x<"},
+      {"endless",
+       typed("<xs:sequence><xs:element ref='t:e'/></xs:sequence><xs:attribute name='k' type='xs:int' use='required'/>"),
+       "",
+       {},
+       {},
+       " k=\"1\"",
+       " k=\"x\""},
+      {"sameNameTwoTypes",
+       typed("<xs:sequence><xs:element name='a' type='xs:int'/><xs:element name='a' type='xs:date'/>" + anyTail),
+       "",
+       {"2024-01-31"},
+       {},
+       "<ns1:z>1<",
+       "<ns1:z>x<"},
       {"hugeBounds",
        typed("<xs:sequence minOccurs='0' maxOccurs='99999999'><xs:element name='a' maxOccurs='5000000000'/>" + anyTail),
        "",
@@ -407,13 +421,15 @@ TEST(SchemaSet, PartsThatAreTypesBecomeElementsWithoutANamespace) {
                                "use='required'/></xs:complexType>") +
                            otherOf("<xs:simpleType name='s'><xs:restriction base='xs:int'/></xs:simpleType>") + "</types></definitions>";
   SchemaSet set(documents({{"service.wsdl", wsdl}}));
-  const std::vector<MessagePart> parts{
-      {"one", {"urn:t", "c"}, true}, {"two", {"urn:o", "s"}, true}, {"three", {"http://www.w3.org/2001/XMLSchema", "date"}, true}};
+  const std::vector<MessagePart> parts{{"one", {"urn:t", "c"}, true},
+                                       {"two", {"urn:o", "s"}, true},
+                                       {"three", {"http://www.w3.org/2001/XMLSchema", "date"}, true},
+                                       {"no <name>", {"urn:t", "c"}, true}};
   const std::string schema = set.schemaText(parts);
   for (const MessagePart& part : parts) {
     std::string sample;
     set.appendSample(part, 2, sample);
-    EXPECT_EQ(sample.substr(0, 3 + part.part.size()), "  <" + part.part);
+    EXPECT_EQ(sample.substr(0, 6), "  <" + (part.part == "no <name>" ? "_no" : part.part.substr(0, 3)));
     EXPECT_EQ(complaints(schema, sample), "") << schema << sample;
   }
   EXPECT_EQ(complaints(schema, "<three>today</three>").substr(0, 8), "payload:");
