@@ -284,7 +284,7 @@ class Terminal(Case):
 
     def test_documents(self):
         doc = f"one{self.CONTROLS}&#xD;two"
-        types = PING.replace('type="xs:string"/>', f'><xs:complexType><xs:sequence/><xs:attribute name="a" fixed="x{self.CONTROLS}"/></xs:complexType></xs:element>')
+        types = PING.replace('type="xs:string"/>', f'><xs:complexType><xs:sequence/><xs:attribute name="a" use="required" fixed="x{self.CONTROLS}"/></xs:complexType></xs:element>')
         path = self.write("a.wsdl", wsdl("A", doc=doc, types=types, address=f"http://h/{self.CONTROLS}"))
         for arguments in (["list"], ["describe"], ["describe", "--schema", "--sample"], ["list", "--json"], ["describe", "--json", "--parameters"], ["list", "-vv"]):
             done = self.run_program(*arguments, path)
