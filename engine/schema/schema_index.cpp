@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstring>
 #include <functional>
+#include <mutex>
 
 namespace qvx::schema {
 
@@ -127,8 +128,12 @@ Index::Index(std::vector<SchemaDocument> documents) : documents_(std::move(docum
 void Index::load() {
   if (loaded_) return;
   loaded_ = true;
-  xmlInitParser();
-  xmlSchemaInitTypes();
+  // libxml2 makes its tables of types without a lock.
+  static std::once_flag once;
+  std::call_once(once, [] {
+    xmlInitParser();
+    xmlSchemaInitTypes();
+  });
   std::vector<bool> plainImported(documents_.size(), false);
   std::vector<bool> included(documents_.size(), false);
   for (const SchemaDocument& document : documents_) {
@@ -162,6 +167,13 @@ void Index::load() {
     for (const xmlNode* schema : schemas_[i]) {
       const std::string ns = attributeText(schema, "targetNamespace");
       if (!ns.empty() || !included[i] || plainImported[i]) registerSchema(i, schema, ns, false);
+    }
+  }
+  // ... unless such documents include each other only.
+  for (std::size_t i = 0; i < documents_.size(); ++i) {
+    for (const xmlNode* schema : schemas_[i]) {
+      const auto next = visited_.lower_bound({schema, std::string()});
+      if (next == visited_.end() || next->first != schema) registerSchema(i, schema, std::string(), false);
     }
   }
 }

@@ -148,79 +148,95 @@ std::string SchemaWriter::namespaces(const NamespaceSet& set) const {
 
 // What is needed.
 
+void SchemaWriter::need(const std::string& ns) {
+  std::vector<std::string>& known = closure_.foreign;
+  if (ns != target_ && std::find(known.begin(), known.end(), ns) == known.end()) known.push_back(ns);
+}
+
 void SchemaWriter::visit(Element* element) {
-  if (!element->global) {
-    visit(element->type);
-    return;
-  }
-  if (!seen_.insert(element).second) return;
-  if (element->missing && element->name.ns != target_) return;
-  closure_.elements.push_back(element);
-  if (element->name.ns != target_ && std::find(closure_.foreign.begin(), closure_.foreign.end(), element->name.ns) == closure_.foreign.end()) {
-    closure_.foreign.push_back(element->name.ns);
+  if (element->global) {
+    if (!seen_.insert(element).second) return;
+    if (element->missing && element->name.ns != target_) return;
+    closure_.elements.push_back(element);
+    need(element->name.ns);
   }
   visit(element->type);
+  if (!element->type->builtIn && expanded_.insert(element->type).second) expansions_.push_back({nullptr, element->type});
 }
 
 void SchemaWriter::visit(Type* type) {
-  if (type == nullptr || type->builtIn || !seen_.insert(type).second) return;
-  visitQueue_.push_back(type);
+  if (type != nullptr && !type->builtIn && seen_.insert(type).second) visitQueue_.push_back(type);
 }
 
 void SchemaWriter::visit(const Particle& particle) {
-  if (particle.kind == Particle::Kind::Element) visit(particle.element);
+  if (particle.kind == Particle::Kind::Element) {
+    visit(particle.element);
+    if (particle.element->global && expanded_.insert(particle.element).second) expansions_.push_back({particle.element, nullptr});
+  }
   for (const Particle& child : particle.children) visit(child);
 }
 
+// What is used, and not only built upon, may have others in its place.
+void SchemaWriter::visitStandIns(const Expansion& used) {
+  std::size_t count = 0;
+  if (used.element != nullptr) {
+    // The one that the sample takes is never left out.
+    if (Element* first = index_.concrete(*used.element, target_)) visit(first);
+    for (Element* member : index_.substitutes(used.element->name)) {
+      closure_.truncated = closure_.truncated || count >= kMaxStandIns;
+      if (count++ >= kMaxStandIns) return;
+      visit(member);
+    }
+  } else if (index_.complete(*used.type).isAbstract) {
+    visit(index_.concrete(*used.type, target_));
+    for (Type* derived : index_.derived(*used.type)) {
+      closure_.truncated = closure_.truncated || count >= kMaxStandIns;
+      if (count++ >= kMaxStandIns) return;
+      visit(derived);
+    }
+  }
+}
+
+void SchemaWriter::visitParts(Type& type) {
+  if (isGlobal(type)) {
+    closure_.types.push_back(&type);
+    need(type.name.ns);
+  }
+  visit(type.base);
+  visit(type.item);
+  for (Type* member : type.members) visit(member);
+  visit(type.simpleContent ? type.contentType : nullptr);
+  if (type.content) visit(*type.content);
+  for (const AttributeUse& use : type.attributes) {
+    visit(use.type);
+    const std::string& ns = use.name.ns;
+    if (ns.empty() || ns == xmlns::kXml || ns == target_ || !closure_.attributeNames.insert(use.name).second) continue;
+    closure_.attributes.push_back(&use);
+    need(ns);
+  }
+}
+
 void SchemaWriter::collect(const std::vector<Element*>& elements) {
-  for (Element* element : elements) visit(element);
+  for (Element* element : elements) {
+    Particle particle;
+    particle.kind = Particle::Kind::Element;
+    particle.element = element;
+    visit(particle);
+  }
   std::size_t nextElement = 0;
   std::size_t nextType = 0;
-  while (nextElement < closure_.elements.size() || nextType < visitQueue_.size()) {
+  std::size_t nextExpansion = 0;
+  for (;;) {
     if (nextElement < closure_.elements.size()) {
-      Element* element = closure_.elements[nextElement++];
-      if (!element->head.empty()) {
-        Element* head = index_.element(element->head);
-        if (!head->missing) visit(head);
-      }
-      std::size_t count = 0;
-      for (Element* member : index_.substitutes(element->name)) {
-        if (++count > kMaxStandIns) {
-          closure_.truncated = true;
-          break;
-        }
-        visit(member);
-      }
-      continue;
-    }
-    Type& type = index_.complete(*visitQueue_[nextType++]);
-    if (isGlobal(type)) {
-      closure_.types.push_back(&type);
-      if (type.name.ns != target_ && std::find(closure_.foreign.begin(), closure_.foreign.end(), type.name.ns) == closure_.foreign.end()) {
-        closure_.foreign.push_back(type.name.ns);
-      }
-    }
-    visit(type.base);
-    visit(type.item);
-    for (Type* member : type.members) visit(member);
-    visit(type.simpleContent ? type.contentType : nullptr);
-    if (type.content) visit(*type.content);
-    for (const AttributeUse& use : type.attributes) {
-      visit(use.type);
-      if (!use.name.ns.empty() && use.name.ns != xmlns::kXml && use.name.ns != target_ && closure_.attributeNames.insert(use.name).second) {
-        closure_.attributes.push_back(&use);
-        if (std::find(closure_.foreign.begin(), closure_.foreign.end(), use.name.ns) == closure_.foreign.end())
-          closure_.foreign.push_back(use.name.ns);
-      }
-    }
-    if (!type.isAbstract) continue;
-    std::size_t count = 0;
-    for (Type* derived : index_.derived(type)) {
-      if (++count > kMaxStandIns) {
-        closure_.truncated = true;
-        break;
-      }
-      visit(derived);
+      const Element* element = closure_.elements[nextElement++];
+      Element* head = element->head.empty() ? nullptr : index_.element(element->head);
+      if (head != nullptr && !head->missing) visit(head);
+    } else if (nextType < visitQueue_.size()) {
+      visitParts(index_.complete(*visitQueue_[nextType++]));
+    } else if (nextExpansion < expansions_.size()) {
+      visitStandIns(Expansion(expansions_[nextExpansion++]));
+    } else {
+      return;
     }
   }
 }

@@ -59,7 +59,15 @@ class SchemaWriter {
     bool truncated = false;
   };
 
+  struct Expansion {
+    Element* element;
+    Type* type;
+  };
+
   void collect(const std::vector<Element*>& elements);
+  void need(const std::string& ns);
+  void visitStandIns(const Expansion& used);
+  void visitParts(Type& type);
   void visit(Type* type);
   void visit(Element* element);
   void visit(const Particle& particle);
@@ -103,6 +111,8 @@ class SchemaWriter {
   Closure closure_;
   std::unordered_set<const void*> seen_;
   std::vector<Type*> visitQueue_;
+  std::unordered_set<const void*> expanded_;
+  std::vector<Expansion> expansions_;
   std::unordered_map<const Type*, std::string> names_;
   std::set<std::string> taken_;
   std::deque<std::pair<Type*, std::string>> copies_;

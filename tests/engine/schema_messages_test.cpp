@@ -272,6 +272,120 @@ std::vector<Case> cases() {
        {},
        "<ns1:z>1</ns1:z>",
        ""},
+      {"groups",
+       "<xs:group name='g'><xs:choice><xs:element name='a' type='xs:int'/><xs:element name='b'/></xs:choice></xs:group><xs:attributeGroup name='ag'>"
+       "<xs:attribute name='k' type='xs:int' use='required'/><xs:attributeGroup ref='t:ag2'/></xs:attributeGroup><xs:attributeGroup "
+       "name='ag2'><xs:attribute name='l'/>"
+       "</xs:attributeGroup>" +
+           typed("<xs:sequence><xs:group ref='t:g' minOccurs='2' maxOccurs='2'/></xs:sequence><xs:attributeGroup ref='t:ag'/>"),
+       "",
+       {"k=\"1\" l=\"text\"", "<ns1:a>1</ns1:a>\n  <ns1:a>"},
+       {},
+       " k=\"1\"",
+       ""},
+      {"qualifiedNames",
+       text("<xs:enumeration value='o:Server'/><xs:enumeration value='o:Client'/>", "xs:QName"),
+       "",
+       {">ns2:Server<", "xmlns:ns2=\"urn:o\""},
+       {},
+       ":Server",
+       ":Other"},
+      {"restriction",
+       "<xs:complexType name='b'><xs:sequence><xs:element name='a' type='xs:int' minOccurs='0'/><xs:element name='z' type='xs:int' "
+       "minOccurs='0'/></xs:sequence>"
+       "<xs:attribute name='k'/></xs:complexType><xs:complexType name='r'><xs:complexContent><xs:restriction base='t:b'><xs:sequence><xs:element "
+       "name='z' type='xs:int'/>"
+       "</xs:sequence><xs:attribute name='k' use='prohibited'/></xs:restriction></xs:complexContent></xs:complexType><xs:element name='e' "
+       "type='t:r'/>",
+       "",
+       {"<ns1:z>1<"},
+       {"ns1:a", "k="},
+       "<ns1:z>1</ns1:z>",
+       ""},
+      {"simpleContentRestriction",
+       "<xs:complexType name='m'><xs:simpleContent><xs:extension base='xs:int'><xs:attribute "
+       "name='c'/></xs:extension></xs:simpleContent></xs:complexType>"
+       "<xs:complexType name='n'><xs:simpleContent><xs:restriction base='t:m'><xs:minInclusive "
+       "value='40'/></xs:restriction></xs:simpleContent></xs:complexType>"
+       "<xs:element name='e' type='t:n'/>",
+       "",
+       {" c=\"text\">40<"},
+       {},
+       ">40<",
+       ">39<"},
+      {"unionOfLists",
+       "<xs:simpleType name='u'><xs:union><xs:simpleType><xs:list><xs:simpleType><xs:restriction base='xs:string'><xs:enumeration "
+       "value='on'/></xs:restriction></xs:simpleType></xs:list>"
+       "</xs:simpleType><xs:simpleType><xs:restriction base='xs:int'/></xs:simpleType></xs:union></xs:simpleType><xs:element name='e' type='t:u'/>",
+       "",
+       {">on<"},
+       {},
+       ">on<",
+       ">off<"},
+      {"deepFacets",
+       "<xs:simpleType name='a'><xs:restriction base='xs:string'><xs:pattern value='\\i\\c*'/><xs:maxLength "
+       "value='5'/></xs:restriction></xs:simpleType><xs:simpleType name='b'>"
+       "<xs:restriction base='t:a'><xs:pattern value='.*[0-9]'/><xs:minLength value='4'/></xs:restriction></xs:simpleType><xs:element name='e' "
+       "type='t:b'/>",
+       "",
+       {},
+       {},
+       "</",
+       "123</"},
+      {"patternClasses", text("<xs:pattern value='\\p{Lu}[\\w-[a-z_]]{2}[^\\s\\d]\\.(com|org)|[+\\-]\\d{1,3}'/>"), "", {}, {}, "</", "!</"},
+      {"fractions",
+       text("<xs:minExclusive value='0'/><xs:maxExclusive value='1'/><xs:fractionDigits value='2'/>", "xs:decimal"),
+       "",
+       {">0.5"},
+       {},
+       ">0.5",
+       ">7.5"},
+      {"mixedAndAny",
+       typed("<xs:sequence><xs:any namespace='##local' processContents='skip' minOccurs='0' maxOccurs='unbounded'/>" + anyTail +
+             "<xs:anyAttribute namespace='##other'/>"),
+       "",
+       {},
+       {"any"},
+       "<ns1:z>1</ns1:z>",
+       ""},
+      {"blockedSubstitution",
+       "<xs:element name='h' abstract='true' type='xs:string'/>" +
+           typed("<xs:sequence><xs:element name='z' type='xs:int'/><xs:element ref='t:h' minOccurs='0'/></xs:sequence>"),
+       otherOf("<xs:element name='m' type='xs:string' substitutionGroup='t:h'/>"),
+       {"<ns1:z>1<"},
+       {"ns1:h"},
+       "<ns1:z>1</ns1:z>",
+       ""},
+      {"foreignSubstitute",
+       "<xs:element name='m' type='xs:int' substitutionGroup='o:h'/>" + typed("<xs:sequence><xs:element ref='o:h'/></xs:sequence>"),
+       otherOf("<xs:element name='h' abstract='true' type='xs:int'/>"),
+       {"<ns1:m>1</ns1:m>"},
+       {":h"},
+       "<ns1:m>1</ns1:m>",
+       ""},
+      {"foreignAttribute",
+       typed("<xs:attribute ref='o:k' use='required'/><xs:attribute name='l' use='required' type='xs:int'/>"),
+       otherOf("<xs:attribute name='k' type='xs:int'/>"),
+       {"ns2:k=\"1\"", " l=\"1\""},
+       {},
+       " l=\"1\"",
+       ""},
+      {"foreignInAll",
+       typed("<xs:all><xs:element ref='o:a'/><xs:element name='z' type='xs:int'/></xs:all>"),
+       otherOf("<xs:element name='a' type='xs:int'/>"),
+       {"<ns2:a>1<", "<ns1:z>1<"},
+       {},
+       "<ns1:z>1<",
+       "<ns1:z>x<"},
+      {"foreignChoices",
+       typed("<xs:choice maxOccurs='unbounded'><xs:sequence><xs:element ref='o:a'/><xs:element name='y' "
+             "type='xs:int'/></xs:sequence><xs:sequence><xs:element ref='o:b'/>" +
+             anyTail + "</xs:choice>"),
+       otherOf("<xs:element name='a' type='xs:int'/><xs:element name='b' type='xs:int'/>"),
+       {"<ns2:a>1<", "<ns1:y>1<"},
+       {"ns1:z"},
+       "<ns1:y>1<",
+       "<ns1:y>x<"},
       // Schemas with mistakes: only what is wrong is left open.
       {"missingType",
        typed("<xs:sequence><xs:element name='a' type='t:nowhere'/><xs:element ref='t:gone'/>" + anyTail),
@@ -450,6 +564,80 @@ TEST(SchemaSet, OriginalsOfOtherNamespacesAreKept) {
   EXPECT_EQ(count("//*[local-name()='appinfo']/*[@targetNamespace='urn:o']/*[@name='money']//*[local-name()='fractionDigits'][@value='2']"), 1);
   EXPECT_EQ(count("//*[@name='unused']"), 0);
   EXPECT_EQ(count("//@schemaLocation"), 0);
+}
+
+// What may come with a set besides good schemas, and ways in which documents find each other.
+TEST(SchemaSet, DocumentsFindEachOther) {
+  const auto schema = [](const std::string& attributes, const std::string& content) {
+    return "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema' xmlns:t='urn:t' xmlns:o='urn:o' " + attributes + ">" + content + "</xs:schema>";
+  };
+  const std::string element = "<xs:element name='e' type='xs:int'/>";
+  const std::string ownNs = "targetNamespace='urn:t'";
+  struct Row {
+    const char* why;
+    std::vector<File> files;
+    QualifiedName name;
+    std::string sample;
+  };
+  const std::vector<Row> rows = {
+      {"imported by namespace alone",
+       {{"a.xsd", schema(ownNs, "<xs:import namespace='urn:o'/><xs:element name='e' type='o:v'/>")},
+        {"b.xsd",
+         schema("targetNamespace='urn:o'", "<xs:import namespace='urn:t'/><xs:simpleType name='v'><xs:restriction base='xs:int'/></xs:simpleType>")}},
+       {"urn:t", "e"},
+       "<ns1:e xmlns:ns1=\"urn:t\">1</ns1:e>\n"},
+      {"documents without a namespace that include each other only",
+       {{"a.xsd", schema("", "<xs:include schemaLocation='b.xsd'/>")}, {"b.xsd", schema("", "<xs:include schemaLocation='a.xsd'/>" + element)}},
+       {"", "e"},
+       "<e>1</e>\n"},
+      {"included from a schema inside a WSDL",
+       {{"a.wsdl", "<w:definitions xmlns:w='http://schemas.xmlsoap.org/wsdl/'><w:types>" + schema("", "") +
+                       schema(ownNs, "<xs:include schemaLocation='b.xsd'/>") + "</w:types></w:definitions>"},
+        {"b.xsd", schema("", element)}},
+       {"urn:t", "e"},
+       "<ns1:e xmlns:ns1=\"urn:t\">1</ns1:e>\n"},
+      {"beside what is no schema, not well-formed, or has a DTD",
+       {{"a.xsd", "<html/>"},
+        {"b.xsd", "<xs:schema"},
+        {"c.xsd", "<!DOCTYPE s [<!ENTITY e 'x'>]>" + schema(ownNs, "<xs:element name='e' type='xs:date'/>")},
+        {"d.xsd", schema(ownNs, element)}},
+       {"urn:t", "e"},
+       "<ns1:e xmlns:ns1=\"urn:t\">1</ns1:e>\n"},
+      {"defined nowhere", {{"a.xsd", schema(ownNs, "")}}, {"urn:t", "e"}, "<ns1:e xmlns:ns1=\"urn:t\"/>\n"},
+      {"in an encoding of its own",
+       {{"a.xsd", "<?xml version='1.0' encoding='ISO-8859-1'?>" +
+                      schema(ownNs,
+                             "<xs:element name='e'><xs:simpleType><xs:restriction base='xs:string'><xs:enumeration value='\xe9'/>"
+                             "</xs:restriction></xs:simpleType></xs:element>")}},
+       {"urn:t", "e"},
+       "<ns1:e xmlns:ns1=\"urn:t\">\xc3\xa9</ns1:e>\n"},
+  };
+  for (const Row& row : rows) {
+    SchemaSet set(documents(row.files));
+    const MessagePart part{"p", row.name, false};
+    std::string sample;
+    set.appendSample(part, 0, sample);
+    EXPECT_EQ(sample, row.sample) << row.why;
+    EXPECT_EQ(complaints(set.schemaText({part}), sample), "") << row.why;
+  }
+}
+
+TEST(SchemaSet, TextsHoldWhatIsNeededAndNoMore) {
+  std::string many = "<xs:complexType name='base' abstract='true'/>";
+  for (int i = 0; i < 1000; ++i) {
+    const std::string number = std::to_string(i);
+    many += "<xs:complexType name='d" + number + "'><xs:complexContent><xs:extension base='t:base'/></xs:complexContent></xs:complexType>";
+    many += "<xs:element name='op" + number + "' type='t:d" + number + "'/>";
+  }
+  SchemaSet set(documents({{"t.xsd", schemaOf(many + typed("<xs:sequence><xs:element name='b' type='t:base'/></xs:sequence>"))}}));
+  const std::string one = set.schemaText({{"p", {"urn:t", "op7"}, false}});
+  EXPECT_NE(one.find("name=\"d7\""), std::string::npos);
+  EXPECT_EQ(one.find("name=\"d8\""), std::string::npos);
+  // An abstract type needs what is derived from it, of which there may be too much.
+  const std::string all = set.schemaText({{"p", {"urn:t", "e"}, false}});
+  EXPECT_NE(all.find("name=\"d8\""), std::string::npos);
+  EXPECT_EQ(all.find("name=\"d999\""), std::string::npos);
+  EXPECT_NE(all.find("<!-- more can stand for an abstract type"), std::string::npos);
 }
 
 // Schemas that would grow without end, or exhaust the stack, if followed.
