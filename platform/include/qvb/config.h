@@ -4,6 +4,7 @@
 
 #include <qvb/export.h>
 #include <qvb/string.h>
+
 #include <stdint.h>
 
 /// The configuration of the whole product, read from one TOML file.
@@ -36,10 +37,10 @@ class QvbConfigOptions {
 
 /// The configuration of the product.
 ///
-/// It is read at the first call in the process; later changes of the file are not seen. A file that cannot be read or is malformed is logged once, at level 5,
-/// and reported by the first operation that needs a value (creating a proxy).
+/// It is read at the first call in the process; later changes of the file are not seen. A file that cannot be read or is malformed is logged once, at
+/// level 5, and reported as message 2103 by the first operation that needs a value (creating a proxy).
 ///
-/// @param[in] name  null for the product's own; no other configuration exists, and any other name gives a null pointer
+/// @param[in] name  null or empty for the product's own; no other configuration exists, and any other name gives a null pointer
 /// @return the configuration, owned by the base library and alive as long as the process; null when there is none of that name or no memory
 /// @par Threads  Any.
 extern "C" QVB_API const QvbConfigOptions* qvbGetConfigOptions(const QvbString& name);

@@ -3,6 +3,7 @@
 #define QVB_CURSOR_H
 
 #include <qvb/string.h>
+
 #include <stdint.h>
 
 /// A forward cursor over rows of texts. The order of the operations is part of the binary interface.

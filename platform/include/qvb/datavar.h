@@ -4,6 +4,7 @@
 
 #include <qvb/export.h>
 #include <qvb/string.h>
+
 #include <stdint.h>
 
 /// What a QvbDatavar holds. The codes 1 and 2 are fixed; they are what setType() takes.
@@ -16,10 +17,10 @@ enum qvbType : int32_t {
 
 /// A value that is null, a truth value, a whole number or a text, and converts between them.
 ///
-/// A text converts to a *boolean* when, blanks at both ends aside, it is one of `true`, `yes`, `1` (true) or `false`, `no`, `0` (false), in any mixture
-/// of upper and lower case. It converts to an *integer* when, blanks at both ends aside, it is an optional `+` or `-` followed by one or more decimal
-/// digits whose value lies within 32 signed bits. Everything else fails, the empty text included: `on`, `0x10`, `1.0`, `1e3`, `2147483648`. A blank is
-/// a space, tab, carriage return, line feed, form feed or vertical tab.
+/// A text converts to a *boolean* when, blanks at both ends aside, it is one of `true`, `yes`, `1` (true) or `false`, `no`, `0` (false), in any
+/// mixture of upper and lower case. It converts to an *integer* when, blanks at both ends aside, it is an optional `+` or `-` followed by one or more
+/// decimal digits whose value lies within 32 signed bits. Everything else fails, the empty text included: `on`, `0x10`, `1.0`, `1e3`, `2147483648`. A
+/// blank is a space, tab, carriage return, line feed, form feed or vertical tab.
 ///
 /// @par Threads  One thread at a time.
 /// @par Layout   48 bytes: type at 0, integer or truth value at 8, text at 16.

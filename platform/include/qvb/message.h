@@ -4,6 +4,7 @@
 
 #include <qvb/export.h>
 #include <qvb/string.h>
+
 #include <stdarg.h>
 #include <stdint.h>
 
@@ -15,7 +16,7 @@
 /// @param[in] id         the message's number; one that the catalogue does not hold gives a text that says so
 /// @param[in] ...        the message's arguments in the catalogue's order and types: texts as `const char*` (UTF-8, null reads as nothing),
 ///                       numbers as `int32_t`
-/// @return the text; never null
+/// @return the text; never null. Without memory for it, the bare "QVWS-444".
 /// @par Threads  Any.
 QVB_API QvbString qvb_get_message(const char* file, int32_t line, const char* component, int32_t id, ...);
 

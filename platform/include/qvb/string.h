@@ -3,6 +3,7 @@
 #define QVB_STRING_H
 
 #include <qvb/export.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -54,7 +55,7 @@ class QVB_API QvbString {
   [[nodiscard]] int32_t compare(const char* other, bool collation) const noexcept;
 
   /// Position of the first `needle` at or after byte `from`, or -1. The empty needle is found at `from` when that lies within the text; a
-  /// null pointer is never found. A negative `from` counts as 0.
+  /// null pointer is never found, and in a null text nothing is. A negative `from` counts as 0.
   [[nodiscard]] int32_t find(const char* needle, int32_t from = 0) const noexcept;
   /// Up to `count` bytes from byte `start` (all that follow when `count` is negative). A null text gives a null text; a start outside the text gives
   /// an empty one; a negative start counts as 0.
@@ -62,8 +63,8 @@ class QVB_API QvbString {
   /// Removes blanks (space, tab, carriage return, line feed, form feed, vertical tab) at the chosen ends, in place. A null text stays null.
   QvbString& trim(bool left, bool right) noexcept;
 
-  /// Appends a text. Appending a null text, or a null pointer, changes nothing; appending to a null text makes it non-null, also when what is appended
-  /// is empty.
+  /// Appends a text. Appending a null text, or a null pointer, changes nothing; appending to a null text makes it non-null, also when what is
+  /// appended is empty.
   QvbString& append(const QvbString& text);
   QvbString& append(const char* text);
   QvbString& append(const char* text, int32_t length);
@@ -83,10 +84,10 @@ class QVB_API QvbString {
   void takeFrom(QvbString& other) noexcept;
   void reserve(int64_t bytes);
 
-  char* text_;         // null, inline_, or a heap block of capacity_ + 1 bytes
-  int32_t length_;     // bytes before the NUL
-  int32_t capacity_;   // bytes that fit before the NUL; 0 while null
-  char inline_[16];    // a text of up to 15 bytes lives here
+  char* text_;        // null, inline_, or a heap block of capacity_ + 1 bytes
+  int32_t length_;    // bytes before the NUL
+  int32_t capacity_;  // bytes that fit before the NUL; 0 while null
+  char inline_[16];   // a text of up to 15 bytes lives here
 };
 
 static_assert(sizeof(QvbString) == 32 && alignof(QvbString) == 8, "hosts and libraries share this layout");

@@ -10,9 +10,15 @@ struct QvbSubject;
 
 /// Begins the use of the current security subject.
 ///
-/// The subject's credentials lie in a TOML file that the environment variable `QVWS_CREDENTIALS_FILE` names, else in `credentials.toml` beside the user's own
-/// configuration file (`$XDG_CONFIG_HOME/qvws`). It has one table a domain: `["LABEL"]` with `user` and `password`. A file that anybody but its
-/// owner can read or write, or whose owner is neither the process's user nor root, is refused: that is logged at level 5 and no credentials are found.
+/// The subject's credentials lie in a TOML file that the environment variable `QVWS_CREDENTIALS_FILE` names, else in `credentials.toml` beside the
+/// user's own configuration file (`$XDG_CONFIG_HOME/qvws`). It has one table a domain: `["LABEL"]` with `user` and `password`. A file that anybody
+/// but its owner can read or write, or whose owner is neither the process's user nor root, is refused, and so is one that is not valid TOML: that is
+/// logged at level 5 as message 2104, which names the place and never shows what stands in the file, and no credentials are found. A file that
+/// `QVWS_CREDENTIALS_FILE` names must exist.
+///
+/// Where the system does not tell who can read a file (Windows), the file is refused.
+///
+/// An earlier use in the same thread that was not ended is ended.
 ///
 /// @return the subject, to be ended by one qvbSubjectRelease(); null when there is no credentials file, and then nothing is to be released
 /// @par Threads  One use at a time in a thread; uses in different threads are independent.
@@ -29,8 +35,8 @@ extern "C" QVB_API bool qvbSubjectCredentials(const QvbString& domain, QvbString
 
 /// Decodes a stored password.
 ///
-/// A password stored as `{base64}` and base64 text is decoded, one stored as `{sealed}` and base64 text is decrypted (see qvbDecryptString()); any other
-/// is taken as it stands.
+/// A password stored as `{base64}` and base64 text is decoded, one stored as `{sealed}` and base64 text is decrypted (see qvbDecryptString()); any
+/// other is taken as it stands.
 ///
 /// @param[in]  password  as stored; null stays null
 /// @param[out] decoded   the password; may be the same object as `password`; unchanged on failure
@@ -44,8 +50,8 @@ extern "C" QVB_API void qvbSubjectRelease(void);
 
 /// Decrypts an enciphered option value.
 ///
-/// A value of the form `{sealed}` and base64 text is opened with the key in `seal.key` beside the credentials file (the same rules about who may read it
-/// hold). Any other value is returned as it is: it is not enciphered.
+/// A value of the form `{sealed}` and base64 text is opened with the key in `seal.key` beside the credentials file (the same rules about who may read
+/// it hold). Any other value is returned as it is: it is not enciphered.
 ///
 /// @return the plain text; null when a sealed value cannot be opened, which is logged at level 5 without the value
 /// @par Threads  Any.

@@ -4,12 +4,13 @@
 
 #include <qvjni/qvjni.h>
 #include <qvwlp/qvwlp.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
 // What a proxy module implements. A module is a dynamic library that exports `qvjniModule`; it reads requests with qvwlpRowSet_getRows() and
-// qvwlpRowSet_nextRow(), and writes answers in place through the QvjniAnswer that each call is given. No exception may leave a module's operation; one that does
-// is caught and becomes a failure of the call. The order of the operations is part of the binary interface.
+// qvwlpRowSet_nextRow(), and writes answers in place through the QvjniAnswer that each call is given. No exception may leave a module's operation;
+// one that does is caught and becomes a failure of the call. The order of the operations is part of the binary interface.
 
 /// Version of this interface. A module answers only for the version it was built with.
 enum : int32_t { kQvjniModuleVersion = 1 };
@@ -17,9 +18,9 @@ enum : int32_t { kQvjniModuleVersion = 1 };
 /// Rows of an answer, written in place.
 class QvjniAnswerRows {
  public:
-  /// Appends a row and returns its cells, one per column, each already typed as its column and absent. Fill them at once or later, until the method returns:
-  /// for a string set `data.text`, `length` and `present`. The text is not copied: it lives in QvjniAnswer::allocate()'s memory or longer than the instance's
-  /// next call.
+  /// Appends a row and returns its cells, one per column, each already typed as its column and absent. Fill them at once or later, until the method
+  /// returns: for a string set `data.text`, `length` and `present`. The text is not copied: it lives in QvjniAnswer::allocate()'s memory or longer
+  /// than the instance's next call.
   /// @return null when out of memory
   virtual QvwlpValue* newRow() = 0;
 
@@ -53,7 +54,8 @@ class QvjniHost {
   /// Asks for a configuration value. Only inside create(); afterwards nothing is answered.
   /// @return a QvjniAnswered; text and length are valid until the next question
   virtual int32_t option(const char* key, const char** text, int32_t* length) = 0;
-  /// Reports something: 0 = report, 1 = information, 2 = warning, 3 = error. Inside create() it reaches the creator's log callback, afterwards the log.
+  /// Reports something: 0 = report, 1 = information, 2 = warning, 3 = error. Inside create() it reaches the creator's log callback, afterwards the
+  /// log.
   virtual void log(int32_t level, const char* text) = 0;
 
  protected:
@@ -90,8 +92,8 @@ class QvjniModule {
   virtual ~QvjniModule() = default;
 };
 
-/// The one function that a module exports, as "qvjniModule": the module for a version of this interface, or null when it does not implement that version.
-/// The module lives as long as its library is loaded.
+/// The one function that a module exports, as "qvjniModule": the module for a version of this interface, or null when it does not implement that
+/// version. The module lives as long as its library is loaded.
 typedef QvjniModule* (*QvjniModuleEntry)(int32_t version);
 
 #endif

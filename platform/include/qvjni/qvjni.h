@@ -4,22 +4,19 @@
 
 #include <qvb/export.h>
 #include <qvwlp/qvwlp.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
 struct QvjniProxy;  ///< an instance of a proxy class; opaque
 
 /// Answers of an option callback.
-enum QvjniAnswered : int32_t {
-  qvjniAnswered = 0,
-  qvjniNoAnswer = 1,
-  qvjniAnswerNoMemory = 2
-};
+enum QvjniAnswered : int32_t { qvjniAnswered = 0, qvjniNoAnswer = 1, qvjniAnswerNoMemory = 2 };
 
 /// The head of an option callback record: the function. What follows it in memory is the caller's own.
 ///
-/// The function is asked for a configuration value by its key (NUL-terminated UTF-8) and writes a text and its length in bytes, which stay valid until the next
-/// question; it returns a QvjniAnswered. `reserved` is null.
+/// The function is asked for a configuration value by its key (NUL-terminated UTF-8) and writes a text and its length in bytes, which stay valid
+/// until the next question; it returns a QvjniAnswered. `reserved` is null.
 struct QvjniOptionCallback {
   int32_t (*answer)(QvjniOptionCallback* record, const char* key, void* reserved, const char** text, int32_t* length);
 };
@@ -29,8 +26,8 @@ struct QvjniLogCallback {
   void (*log)(QvjniLogCallback* record, int32_t level, const char* text);
 };
 
-/// The head of an invoke callback record: what the caller's callback object answered when it was asked for its option, then the function to poll while a call
-/// waits, which returns 1 to stop the call and 0 to let it go on.
+/// The head of an invoke callback record: what the caller's callback object answered when it was asked for its option, then the function to poll
+/// while a call waits, which returns 1 to stop the call and 0 to let it go on.
 struct QvjniInvokeCallback {
   int32_t option;
   int32_t (*poll)(QvjniInvokeCallback* record);
@@ -39,16 +36,17 @@ struct QvjniInvokeCallback {
 static_assert(offsetof(QvjniInvokeCallback, option) == 0 && offsetof(QvjniInvokeCallback, poll) == 8 && sizeof(QvjniInvokeCallback) == 16,
               "the caller's record continues at 16");
 
-// The callbacks run on the thread that is inside the call. The option and the log callback record are used during qvjniProxyCreate() only; what the proxy
-// class reports afterwards goes to the log, or with the failure of its method.
+// The callbacks run on the thread that is inside the call. The option and the log callback record are used during qvjniProxyCreate() only; what the
+// proxy class reports afterwards goes to the log, or with the failure of its method.
 
 /// Makes an instance of a proxy class.
 ///
-/// It asks the option callback for "JAVA_PROXY/DIRECTORY", looks there below the proxy root for the module that has the archive's name with the system's module
-/// suffix ("qvx-proxy-ws.jar" becomes `qvx-proxy-ws.so`), loads it and makes an instance of the class. The root is the directory that the
-/// environment variable `QVWS_PROXY_ROOT` names, else the one that holds this library. Then it asks for "JAVA_PROXY/HAS_GETVERSION" and, when
-/// the answer is the interface's name, calls `getVersion` and reports the version. Every failure is reported through the log callback, one sentence each, before
-/// this returns. So is a product configuration that cannot be read: it fails the creation.
+/// It asks the option callback for "JAVA_PROXY/DIRECTORY", looks there below the proxy root for the module that has the archive's name with the
+/// system's module suffix ("qvx-proxy-ws.jar" becomes `qvx-proxy-ws.so`), loads it and makes an instance of the class. The root is the directory that
+/// the environment variable `QVWS_PROXY_ROOT` names, else the one that holds this library. A directory that is absolute or leads upwards (`..`), or
+/// has a backslash or a colon in it, is refused; without an answer it is the root itself. A module stays loaded once it is. Then it asks for
+/// "JAVA_PROXY/HAS_GETVERSION" and, when the answer is the interface's name, calls `getVersion` and reports the version. Every failure is reported
+/// through the log callback, one sentence each, before this returns. So is a product configuration that cannot be read: it fails the creation.
 ///
 /// @param[in]  archive        file name of the archive that holds the class
 /// @param[in]  interfaceName  name of the interface that calls go through
@@ -70,10 +68,12 @@ extern "C" QVB_API QvwlpRowSet* qvjniProxyRowSetCreate(QvjniProxy* proxy, const 
 /// @param[in]  callback       polled while the method waits; null for methods that cannot be stopped
 /// @param[in]  interfaceName  as at creation
 /// @param[in]  method         name of the method
-/// @param[in]  responseTypes  type string of the expected answer; an answer of another count or other types is qvwlpBadAnswer
+/// @param[in]  responseTypes  type string of the expected answer; an answer of another count or other types, also of a single cell
+///                            in its rows, is qvwlpBadAnswer, and the log ("QV.Proxy") says what differs
 /// @param[in]  count          number of parameters
-/// @param[in]  parameters     the parameters; may be null when the count is 0
-/// @param[out] response       what was answered, to be ended with qvwlpResponse_destroy(); after qvwlpFailed it holds the error; null after every other
+/// @param[in]  parameters     the parameters; may be null when the count is 0. A row set is read from its first row, also when it is sent again.
+/// @param[out] response       what was answered, to be ended with qvwlpResponse_destroy(); after qvwlpFailed it holds the error; null after every
+/// other
 ///                            failure
 /// @return 0, or a QvwlpStatus
 extern "C" QVB_API int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* callback, const char* interfaceName, const char* method,

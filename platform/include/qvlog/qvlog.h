@@ -3,6 +3,7 @@
 #define QVLOG_QVLOG_H
 
 #include <qvb/export.h>
+
 #include <stdarg.h>
 #include <stdint.h>
 
@@ -18,11 +19,15 @@ enum QvlogLevel : int32_t {
 
 /// A named logger. The order of the operations is part of the binary interface; slots 1, 4, 5 and 8 are what libraries call.
 ///
-/// Lines go to standard error, those of level 4 and 5 unless the configuration says otherwise: "LOG/LEVEL" is a number from 1 to 6, "LOG/FILE" a file to append
-/// to instead; the environment variables `QVWS_LOG_LEVEL` and `QVWS_LOG_FILE` come before both. A message becomes one line: control characters in it are
-/// written as escapes, so that a text from a network neither drives a terminal nor forges a line.
+/// Lines go to standard error, those of level 4 and 5 unless the configuration says otherwise: "LOG/LEVEL" is a number from 1 to 6, "LOG/FILE" a file
+/// to append to instead; the environment variables `QVWS_LOG_LEVEL` and `QVWS_LOG_FILE` come before both. A message becomes one line: control
+/// characters in it are written as escapes, so that a text from a network neither drives a terminal nor forges a line.
 ///
-/// No operation fails: a line that cannot be written is lost.
+/// A line reads "2026-01-31T23:59:59.123Z WARNING QV.Proxy: text" (UTC); at level 1 the source position follows as " [file.cpp:12]". Escaped are
+/// control characters (`\n`, `\r`, `\t`, else `\x1b` or `\u009b`), line separators and bidirectional controls, and bytes that are not UTF-8.
+///
+/// No operation fails: a line that cannot be written is lost. A log file that cannot be opened is reported on standard error, where the lines then
+/// go.
 ///
 /// @par Ownership  The logging library's; a logger lives as long as the process and is never released.
 /// @par Threads    Any. Lines of different threads do not mix.

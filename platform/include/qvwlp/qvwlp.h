@@ -3,21 +3,22 @@
 #define QVWLP_QVWLP_H
 
 #include <qvb/export.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
 /// Type codes of value cells. A *type string* is a NUL-terminated byte string of them, one byte a column or parameter.
 enum QvwlpType : int32_t {
-  qvwlpBoolean = 2,   ///< `data.truth`
-  qvwlpInteger = 7,   ///< `data.integer`, 64 bits
-  qvwlpRowSet = 10,   ///< `data.rowSet`
-  qvwlpString = 11    ///< `data.text` and `length`
+  qvwlpBoolean = 2,  ///< `data.truth`
+  qvwlpInteger = 7,  ///< `data.integer`, 64 bits
+  qvwlpRowSet = 10,  ///< `data.rowSet`
+  qvwlpString = 11   ///< `data.text` and `length`
 };
 
 /// What the operations of this library and of the proxy library return; 0 is success, everything else a failure.
 enum QvwlpStatus : int32_t {
   qvwlpOk = 0,
-  qvwlpBadArgument = 1,   ///< a handle, a type string or a cell is not what the operation takes
+  qvwlpBadArgument = 1,  ///< a handle, a type string or a cell is not what the operation takes
   qvwlpNoMemory = 2,
   qvwlpNoSuchMethod = 3,  ///< the proxy has no method of that name, or it takes other parameters
   qvwlpFailed = 4,        ///< the proxy class reported an error: code and text are in the response
@@ -36,8 +37,8 @@ struct QvwlpResponse;  ///< what a proxy method answered; opaque
 ///
 /// @par Layout  80 bytes: type at 0, present at 4, the value's storage at 8, length at 72.
 struct QvwlpValue {
-  int32_t type;         ///< a QvwlpType
-  uint8_t present;      ///< 1 = holds a value, 0 = null
+  int32_t type;     ///< a QvwlpType
+  uint8_t present;  ///< 1 = holds a value, 0 = null
   uint8_t unused_[3];
   union {
     const char* text;     ///< of a string
@@ -46,12 +47,12 @@ struct QvwlpValue {
     uint8_t truth;        ///< of a boolean: 1 = true, 0 = false
   } data;
   uint8_t unusedStorage_[56];
-  int32_t length;       ///< of a string: bytes without the terminating NUL
+  int32_t length;  ///< of a string: bytes without the terminating NUL
   uint8_t unusedTail_[4];
 };
 
-static_assert(sizeof(QvwlpValue) == 80 && offsetof(QvwlpValue, type) == 0 && offsetof(QvwlpValue, present) == 4 &&
-                  offsetof(QvwlpValue, data) == 8 && offsetof(QvwlpValue, length) == 72,
+static_assert(sizeof(QvwlpValue) == 80 && offsetof(QvwlpValue, type) == 0 && offsetof(QvwlpValue, present) == 4 && offsetof(QvwlpValue, data) == 8 &&
+                  offsetof(QvwlpValue, length) == 72,
               "libraries and proxy classes share this layout");
 
 /// A row as it is read: its cells, in place, valid as long as the row set.
@@ -60,16 +61,16 @@ struct QvwlpRow {
   int32_t count;
 };
 
-/// The parameters of an answer, in the order of the type string of the call, valid as long as the response. The cells may be changed: who sets a row set's
-/// pointer to null takes that row set out of the response and destroys it himself.
+/// The parameters of an answer, in the order of the type string of the call, valid as long as the response. The cells may be changed: who sets a row
+/// set's pointer to null takes that row set out of the response and destroys it himself.
 struct QvwlpParameters {
   QvwlpValue* cells;
   int32_t count;
 };
 
-// Handles are made by the proxy library (qvjniProxyRowSetCreate, qvjniProxyCall). They belong to the proxy that made them: what has not been destroyed by
-// then goes with it. Every operation runs on the caller's thread, does not wait, and is for one thread at a time per proxy. A null handle is
-// qvwlpBadArgument, or a destroy without effect.
+// Handles are made by the proxy library (qvjniProxyRowSetCreate, qvjniProxyCall). They belong to the proxy that made them: what has not been
+// destroyed by then goes with it. Every operation runs on the caller's thread, does not wait, and is for one thread at a time per proxy. A null
+// handle is qvwlpBadArgument, or a destroy without effect.
 
 /// Appends a row to a row set.
 /// @param[in] cells  one cell per column; the cells are copied, their texts are borrowed. Each is of its column's type, or absent.
