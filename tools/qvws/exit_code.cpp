@@ -87,8 +87,6 @@ ExitCode exitCodeOf(std::string_view message) {
     case 2102:
     case 2103:
     case 2104:
-    case 2103:
-    case 2104:
       return ExitCode::SetUp;
     case 1774:
     case 1776:
