@@ -91,7 +91,7 @@ bool QvbDatavar::asBool(bool* converted) const noexcept {
 }
 
 int32_t QvbDatavar::asInteger(bool* converted) const noexcept {
-  int32_t value = static_cast<int32_t>(integer_);
+  auto value = static_cast<int32_t>(integer_);
   const bool fits = type_ == qvbTypeText ? toInteger(text_, value) : !isNull();
   if (converted != nullptr) *converted = fits;
   return fits ? value : 0;

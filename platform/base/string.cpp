@@ -26,7 +26,7 @@ int32_t checkedLength(size_t length) {
 }
 
 int32_t compareBytes(const char* left, int32_t leftLength, const char* right, size_t rightLength) {
-  const size_t length = static_cast<size_t>(leftLength);
+  const auto length = static_cast<size_t>(leftLength);
   const int order = memcmp(left, right, std::min(length, rightLength));
   if (order != 0) return order < 0 ? -1 : 1;
   if (length == rightLength) return 0;

@@ -172,7 +172,7 @@ QvlogLogger* qvlogGetLogger(const char* name) {
     std::map<std::string, std::unique_ptr<Logger>, std::less<>> byName;
     Logger spare{std::string()};
   };
-  static Loggers* const loggers = new Loggers;
+  static auto* const loggers = new Loggers;
   const std::string_view wanted = name != nullptr ? name : "";
   try {
     const std::lock_guard<std::mutex> lock(loggers->mutex);

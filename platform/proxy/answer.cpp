@@ -106,7 +106,7 @@ bool checkAnswer(const QvwlpResponse& response, const char* types, std::string& 
     const bool fits = cell.type == types[i] && cellFits(cell, types[i]);
     if (!fits) problem = "another type than asked for";
     if (!fits || (cell.type == qvwlpRowSet && cell.present != 0 && !checkRows(*cell.data.rowSet, problem))) {
-      problem = "parameter " + std::to_string(i + 1) + ": " + problem;
+      problem.insert(0, "parameter " + std::to_string(i + 1) + ": ");
       return false;
     }
   }

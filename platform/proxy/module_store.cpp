@@ -69,7 +69,7 @@ QvjniModule* loadModule(const std::string& path, std::string& error) {
     std::mutex mutex;
     std::map<std::string, QvjniModule*> byPath;
   };
-  static Modules* const modules = new Modules;
+  static auto* const modules = new Modules;
   const std::lock_guard<std::mutex> lock(modules->mutex);
   QvjniModule*& module = modules->byPath[path];
   try {

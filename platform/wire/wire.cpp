@@ -73,7 +73,7 @@ QvwlpValue* QvwlpRowSet::newRow() noexcept {
   }
   QvwlpValue* row = last->cells + static_cast<ptrdiff_t>(last->count) * columns;
   memset(row, 0, rowBytes);
-  for (int32_t i = 0; i < columns; ++i) row[i].type = types[i];
+  for (int32_t i = 0; i < columns; ++i) row[i].type = static_cast<unsigned char>(types[i]);
   ++last->count;
   ++rows;
   return row;

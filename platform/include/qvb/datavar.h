@@ -26,7 +26,7 @@ enum qvbType : int32_t {
 /// @par Layout   48 bytes: type at 0, integer or truth value at 8, text at 16.
 class QVB_API QvbDatavar {
  public:
-  QvbDatavar() noexcept : type_(qvbTypeNull), integer_(0) {}
+  QvbDatavar() noexcept = default;
 
   [[nodiscard]] bool isNull() const noexcept { return type_ == qvbTypeNull; }
   [[nodiscard]] qvbType getType() const noexcept { return type_; }
@@ -51,9 +51,9 @@ class QVB_API QvbDatavar {
   [[nodiscard]] QvbString asString() const;
 
  private:
-  qvbType type_;
-  int64_t integer_;  // the number, or 1 and 0 for true and false; 0 otherwise
-  QvbString text_;   // null unless the type is text
+  qvbType type_ = qvbTypeNull;
+  int64_t integer_ = 0;  // the number, or 1 and 0 for true and false; 0 otherwise
+  QvbString text_;       // null unless the type is text
 };
 
 static_assert(sizeof(QvbDatavar) == 48 && alignof(QvbDatavar) == 8, "hosts and libraries share this layout");
