@@ -67,7 +67,7 @@ class Case(unittest.TestCase):
         text = done.stderr.decode()
         self.assertEqual(done.returncode, code, text)
         self.assertEqual(done.stdout, b"")
-        self.assertRegex(text, r"^qvws: \S")
+        self.assertRegex(text, r"(?m)^qvws: \S")
         for word in words:
             self.assertIn(word, text)
         return text
