@@ -18,6 +18,8 @@ namespace {
 // A chain of definitions longer than this is taken for an attempt to exhaust the stack.
 constexpr int kMaxNesting = 100;
 constexpr int kMaxGroupDepth = 64;
+constexpr int kMaxModelDepth = 150;
+constexpr std::size_t kMaxAttributeGroups = 1000;
 constexpr std::size_t kMaxParticles = 20000;
 constexpr std::size_t kMaxDocumentBytes = std::size_t{64} << 20;
 
@@ -136,8 +138,9 @@ void Index::load() {
   });
   std::vector<bool> plainImported(documents_.size(), false);
   std::vector<bool> included(documents_.size(), false);
-  for (const SchemaDocument& document : documents_) {
+  for (SchemaDocument& document : documents_) {
     trees_.push_back(parse(document));
+    document.bytes.reset();  // the tree holds it all
     std::vector<const xmlNode*>& found = schemas_.emplace_back();
     const xmlNode* root = trees_.back() ? xmlDocGetRootElement(trees_.back().get()) : nullptr;
     if (root == nullptr) {
@@ -286,8 +289,12 @@ Type* Index::typeOf(Global& global, const QualifiedName& name) {
   return global.type;
 }
 
+// A group may lead back into itself through a type without a name, so such a type has an identity, too.
 Type* Index::anonymousType(const xmlNode* node, const Context& context) {
+  Type*& slot = anonymous_[{node, &context}];
+  if (slot != nullptr) return slot;
   Type& type = typeStore_.emplace_back();
+  slot = &type;
   type.node = node;
   type.context = &context;
   type.simple = schemaName(node) == "simpleType";
@@ -447,13 +454,14 @@ void Index::buildSimple(Type& type) {
 }
 
 void Index::buildComplex(Type& type) {
+  std::set<const xmlNode*> attributeGroups;
   const Context& context = *type.context;
   type.mixed = isTrue(attributeText(type.node, "mixed"));
   type.isAbstract = isTrue(attributeText(type.node, "abstract"));
   const xmlNode* content = child(type.node, {"simpleContent", "complexContent"});
   if (content == nullptr) {
     readContent(type, type.node);
-    readAttributes(type, type.node, context, 0);
+    readAttributes(type, type.node, context, attributeGroups);
     return;
   }
   if (const std::string mixed = attributeText(content, "mixed"); !mixed.empty()) type.mixed = isTrue(mixed);
@@ -469,7 +477,7 @@ void Index::buildComplex(Type& type) {
     note = "type " + type.name.text() + " is derived from itself";
   }
   if (!note.empty()) type.notes.push_back(note);
-  readAttributes(type, body, context, 0);
+  readAttributes(type, body, context, attributeGroups);
   type.simpleContent = schemaName(content) == "simpleContent";
   if (type.simpleContent) {
     Type* text = type.base == nullptr ? builtIn("anySimpleType") : textType(*type.base);
@@ -526,6 +534,7 @@ void Index::readContent(Type& type, const xmlNode* parent) {
 
 bool Index::readParticle(Type& type, const xmlNode* node, const Context& context, Particle& out, int depth, std::size_t& budget) {
   const std::string_view kind = schemaName(node);
+  if (depth > kMaxModelDepth) budget = 0;
   if (budget == 0 || --budget == 0) return false;
   out.min = bound(node, "minOccurs");
   out.max = bound(node, "maxOccurs");
@@ -542,10 +551,13 @@ bool Index::readParticle(Type& type, const xmlNode* node, const Context& context
     if (local.empty() || xmlValidateNCName(reinterpret_cast<const xmlChar*>(local.c_str()), 0) != 0) return false;
     const std::string form = attributeText(node, "form");
     const bool qualified = form.empty() ? context.elementsQualified : form == "qualified";
-    Element& element = elementStore_.emplace_back();
-    element.name = {qualified ? context.ns : std::string(), local};
-    fillElement(element, node, context);
-    out.element = &element;
+    Element*& slot = locals_[{node, &context}];
+    if (slot == nullptr) {
+      slot = &elementStore_.emplace_back();
+      slot->name = {qualified ? context.ns : std::string(), local};
+      fillElement(*slot, node, context);
+    }
+    out.element = slot;
     return true;
   }
   if (kind == "any") {
@@ -556,8 +568,7 @@ bool Index::readParticle(Type& type, const xmlNode* node, const Context& context
     const Global* group = found == groups_.end() ? nullptr : found->second;
     // Inside a redefinition the group's own name means what it was before.
     for (const xmlNode* up = node->parent; group != nullptr && up != nullptr; up = up->parent) {
-      if (up == group->node) group = group->redefines;
-      if (group == nullptr) break;
+      if (up == group->node && group->redefines != nullptr) group = group->redefines;
     }
     const xmlNode* model = group == nullptr || depth > kMaxGroupDepth ? nullptr : child(group->node, {"sequence", "choice", "all"});
     if (model == nullptr) {
@@ -582,7 +593,7 @@ bool Index::readParticle(Type& type, const xmlNode* node, const Context& context
       const std::string_view name = schemaName(inner);
       if (name != "element" && name != "any" && name != "group" && name != "sequence" && name != "choice" && name != "all") continue;
       Particle particle;
-      if (readParticle(type, inner, context, particle, depth, budget)) out.children.push_back(std::move(particle));
+      if (readParticle(type, inner, context, particle, depth + 1, budget)) out.children.push_back(std::move(particle));
     }
     return true;
   } else {
@@ -646,7 +657,9 @@ AttributeUse Index::readAttribute(Type& type, const xmlNode* node, const Context
   return use;
 }
 
-void Index::readAttributes(Type& type, const xmlNode* parent, const Context& context, int depth) {
+void Index::readAttributes(Type& type, const xmlNode* parent, const Context& context, std::set<const xmlNode*>& read) {
+  // A group that was read has given what it has: one that names itself ends here.
+  if (!read.insert(parent).second) return;
   for (const xmlNode* node = parent->children; node != nullptr; node = node->next) {
     const std::string_view kind = schemaName(node);
     if (kind == "attribute") {
@@ -660,9 +673,9 @@ void Index::readAttributes(Type& type, const xmlNode* parent, const Context& con
       const QualifiedName name = resolve(node, attributeText(node, "ref"), context);
       const auto found = attributeGroups_.find(name);
       const Global* group = found == attributeGroups_.end() ? nullptr : found->second;
-      if (group != nullptr && group->node == parent) group = group->redefines;
-      if (group != nullptr && depth <= kMaxGroupDepth && type.attributes.size() < kMaxParticles) {
-        readAttributes(type, group->node, *group->context, depth + 1);
+      if (group != nullptr && group->node == parent && group->redefines != nullptr) group = group->redefines;
+      if (group != nullptr && read.size() < kMaxAttributeGroups) {
+        readAttributes(type, group->node, *group->context, read);
       } else {
         type.notes.push_back("attribute group " + name.text() + " is not defined: any attributes");
         type.anyAttribute = Wildcard{NamespaceSet::everything(), false};

@@ -7,6 +7,7 @@
 #include "schema/schema_set.h"
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -82,7 +83,7 @@ class Index {
   void buildSimple(Type& type);
   void buildComplex(Type& type);
   void readFacets(Type& type, const xmlNode* parent);
-  void readAttributes(Type& type, const xmlNode* parent, const Context& context, int depth);
+  void readAttributes(Type& type, const xmlNode* parent, const Context& context, std::set<const xmlNode*>& read);
   AttributeUse readAttribute(Type& type, const xmlNode* node, const Context& context);
   bool readParticle(Type& type, const xmlNode* node, const Context& context, Particle& out, int depth, std::size_t& budget);
   void readContent(Type& type, const xmlNode* parent);
@@ -96,6 +97,8 @@ class Index {
   std::deque<Type> typeStore_;
   std::deque<Element> elementStore_;
   std::set<std::pair<const xmlNode*, std::string>> visited_;
+  std::map<std::pair<const xmlNode*, const Context*>, Type*> anonymous_;
+  std::map<std::pair<const xmlNode*, const Context*>, Element*> locals_;
   Globals types_, elements_, groups_, attributeGroups_, attributes_;
   std::vector<std::pair<QualifiedName, Global*>> elementOrder_, typeOrder_;
   std::unordered_map<std::string, Type*> builtIns_;

@@ -10,6 +10,7 @@ namespace qvx::schema {
 
 namespace {
 
+constexpr std::size_t kMaxInside = 40;  // types without a name that are written inside each other
 // What may stand for something is bounded, or one common base would pull in everything.
 constexpr std::size_t kMaxStandIns = 200;
 // A validator's automaton grows with the square of a run of optional terms, and checking it with the cube.
@@ -466,7 +467,9 @@ void SchemaWriter::writeElement(Element& element, const Particle* limits, bool g
   if (!faithful_) declarations_.emplace(element.name, &element);
   std::string tag = "xs:element" + attribute("name", element.name.local);
   Type& type = index_.complete(*element.type);
-  const bool inside = type.name.empty() && !type.builtIn && simplified < 2 && !(element.global && !global);
+  // A type without a name that leads back into itself through a group gets one.
+  const bool nested = inside_.size() > kMaxInside || std::find(inside_.begin(), inside_.end(), &type) != inside_.end();
+  const bool inside = type.name.empty() && !type.builtIn && simplified < 2 && !(element.global && !global) && !nested;
   if (!inside) tag += attribute("type", simplified >= 2 ? "xs:anyType" : typeName(type, element.name.local));
   tag += occurs;
   if (!global && !written_.empty()) {
@@ -500,6 +503,7 @@ void SchemaWriter::writeElement(Element& element, const Particle* limits, bool g
 
 void SchemaWriter::writeType(Type& type, const std::string& name) {
   index_.complete(type);
+  inside_.push_back(&type);
   own(&type, kTypeLevels);
   for (const std::string& text : type.notes) note(text);
   if (level(&type) > 0) note("simplified: the original cannot be had in a schema of one namespace, or nothing can meet it");
@@ -509,6 +513,7 @@ void SchemaWriter::writeType(Type& type, const std::string& name) {
     writeComplex(type, name);
   }
   disown();
+  inside_.pop_back();
 }
 
 void SchemaWriter::writeFacets(const Type& type) {

@@ -115,6 +115,7 @@ class SchemaWriter {
   std::vector<Expansion> expansions_;
   std::unordered_map<const Type*, std::string> names_;
   std::set<std::string> taken_;
+  std::vector<const Type*> inside_;  ///< being written
   std::deque<std::pair<Type*, std::string>> copies_;
   std::map<std::string, std::string> prefixes_;
   std::vector<std::pair<std::string, std::string>> declared_;

@@ -223,6 +223,16 @@ std::vector<Case> cases() {
        {},
        "<ns1:v>1<",
        "<ns1:v>x<"},
+      {"recursionThroughGroup",
+       "<xs:group name='g'><xs:sequence><xs:element name='z' type='xs:int'/><xs:element name='a' minOccurs='0'><xs:complexType><xs:group "
+       "ref='t:g'/></xs:complexType></xs:element>"
+       "</xs:sequence></xs:group>" +
+           typed("<xs:group ref='t:g'/>"),
+       "",
+       {"    <ns1:z>1<"},
+       {},
+       "<ns1:z>1</ns1:z>",
+       ""},
       {"wildcard",
        typed("<xs:sequence><xs:any namespace='##other' processContents='strict'/>" + anyTail),
        "",
@@ -661,11 +671,17 @@ TEST(SchemaSet, HostileSchemasStayBounded) {
             "'/></xs:complexContent></xs:complexType>";
     deep +=
         "<xs:complexType name='n" + std::to_string(i) + "'><xs:sequence><xs:element name='a' type='t:n" + next + "'/></xs:sequence></xs:complexType>";
+    deep += "<xs:group name='c" + std::to_string(i) + "'><xs:sequence><xs:element name='a'><xs:complexType><xs:group ref='t:c" + next +
+            "'/></xs:complexType></xs:element></xs:sequence></xs:group>";
     deep += "<xs:simpleType name='s" + std::to_string(i) + "'><xs:restriction base='t:s" + next + "'/></xs:simpleType>";
   }
-  SchemaSet set(documents({{"t.xsd", schemaOf(wide + deep + groups + "<xs:complexType name='g'><xs:group ref='t:g0'/></xs:complexType>")}}));
+  SchemaSet set(documents(
+      {{"t.xsd",
+        schemaOf(
+            wide + deep + groups +
+            "<xs:complexType name='g'><xs:group ref='t:g0'/></xs:complexType><xs:complexType name='c'><xs:group ref='t:c0'/></xs:complexType>")}}));
   const auto start = std::chrono::steady_clock::now();
-  for (const char* type : {"w0", "r0", "d0", "n0", "s0", "g"}) {
+  for (const char* type : {"w0", "r0", "d0", "n0", "s0", "g", "c"}) {
     const MessagePart part{"p", {"urn:t", type}, true};
     std::string sample;
     set.appendSample(part, 0, sample);
