@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "scripted_proxy.h"
+
+#include <qvb/config.h>
+#include <qvb/subject.h>
+#include <qvjni/qvjni.h>
+#include <qvlog/qvlog.h>
+#include <qvwlp/qvwlp.h>
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <new>
+
+using scripted::script;
+
+struct QvjniProxy {};
+struct QvwlpRowSet {
+  std::string columns;
+  scripted::Rows rows;
+  std::vector<std::vector<QvwlpValue>> cells;
+  std::vector<std::string> sent;
+  size_t next = 0;
+};
+struct QvwlpResponse {
+  scripted::Reply reply;
+  std::deque<QvwlpRowSet> sets;
+  std::vector<QvwlpValue> parameters;
+};
+
+namespace {
+
+bool fails() {
+  return ++script().platformCalls == script().failAt;
+}
+
+std::string typesOf(const char* types) {
+  std::string text;
+  for (; *types != 0; ++types) text += (text.empty() ? "" : ",") + std::to_string(*types);
+  return text;
+}
+
+std::string print(const QvwlpValue& value) {
+  if (value.present == 0) return "-";
+  if (value.type == qvwlpInteger) return std::to_string(value.data.integer);
+  if (value.type == qvwlpBoolean) return value.data.truth != 0 ? "true" : "false";
+  if (value.type == qvwlpRowSet) {
+    std::string text = "[" + typesOf(value.data.rowSet->columns.c_str()) + ":";
+    for (const std::string& row : value.data.rowSet->sent) text += " " + row + ";";
+    return text + "]";
+  }
+  // The length and the terminating NUL must agree, and the bytes still be there when the call is made.
+  if (strlen(value.data.text) != static_cast<size_t>(value.length)) return "BAD LENGTH";
+  return value.data.text;
+}
+
+class Logger final : public QvlogLogger {
+ public:
+  int32_t getLevel() override { return script().logLevel; }
+  void setLevel(int32_t level) override { script().logLevel = level; }
+  const char* getName() override { return "scripted"; }
+  void log(int32_t level, const char* /*file*/, int32_t /*line*/, const char* text) override { add(level, text); }
+  void logFormat(int32_t level, const char* /*file*/, int32_t /*line*/, const char* format, va_list arguments) override {
+    char text[500];
+    vsnprintf(text, sizeof text, format, arguments);
+    add(level, text);
+  }
+  bool isEnabled(int32_t level) override { return level >= script().logLevel; }
+  void flush() override {}
+  void logMessage(int32_t level, const char* /*file*/, int32_t /*line*/, int32_t id, ...) override {
+    va_list arguments;
+    va_start(arguments, id);
+    add(level, std::to_string(id) + va_arg(arguments, const char*));
+    va_end(arguments);
+  }
+
+ private:
+  static void add(int32_t level, const std::string& text) { script().log.push_back(std::to_string(level) + " " + text); }
+};
+
+class Config final : public QvbConfigOptions {
+ public:
+  [[nodiscard]] QvbString getSource() const override { return {}; }
+  bool getError(QvbString& error) const override {
+    error.setNull();
+    return false;
+  }
+  bool lookup(const QvbString& key, QvbString& value, int32_t /*flags*/) const override {
+    const auto entry = script().config.find(scripted::str(key));
+    value = entry == script().config.end() ? QvbString() : QvbString(entry->second.c_str());
+    return entry != script().config.end();
+  }
+};
+
+}  // namespace
+
+namespace scripted {
+
+Script& script() {
+  static Script current;
+  return current;
+}
+void reset() {
+  script() = Script();
+}
+std::string str(const QvbString& text) {
+  return text.isNull() ? "(null)" : std::string(text.asCstr(), static_cast<size_t>(text.length()));
+}
+int32_t id(const QvbString& text) {
+  if (text.isNull()) return 0;
+  int32_t number = -1;
+  return sscanf(text.asCstr(), "QVWS-%d:", &number) == 1 ? number : -1;
+}
+std::string Script::logged() const {
+  std::string all;
+  for (const std::string& line : log) all += line + "\n";
+  return all;
+}
+std::vector<std::string> Script::calls() const {
+  std::vector<std::string> methods;
+  for (const std::string& line : trace) methods.push_back(line.substr(0, line.find('(')));
+  return methods;
+}
+
+}  // namespace scripted
+
+// The proxy library.
+extern "C" int32_t qvjniProxyCreate(const char* archive, const char* interfaceName, const char* className, QvjniOptionCallback* option,
+                                    QvjniLogCallback* log, QvjniProxy** proxy) {
+  script().trace.push_back(std::string("create(") + archive + " " + interfaceName + " " + className + ")");
+  *proxy = nullptr;
+  int32_t status = script().onCreate ? script().onCreate(option, log) : 0;
+  if (fails()) {
+    log->log(log, 3, "cannot be made");
+    status = qvwlpNoModule;
+  }
+  if (status != 0) return status;
+  *proxy = new QvjniProxy;
+  ++script().live;
+  return 0;
+}
+
+extern "C" QvwlpRowSet* qvjniProxyRowSetCreate(QvjniProxy* /*proxy*/, const char* columnTypes) {
+  if (fails()) return nullptr;
+  ++script().live;
+  return new QvwlpRowSet{columnTypes, {}, {}, {}};
+}
+
+extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* /*callback*/, const char* interfaceName, const char* method,
+                                  const char* responseTypes, int32_t count, const QvwlpValue* parameters, QvwlpResponse** response) {
+  std::string line = std::string(method) + "(";
+  for (int32_t i = 0; i < count; ++i) line += (i > 0 ? ", " : "") + print(parameters[i]);
+  script().trace.push_back(line + ")" + typesOf(responseTypes));
+  if (proxy == nullptr || strcmp(interfaceName, "WebServiceClient") != 0 || (count == 0) != (parameters == nullptr)) return qvwlpBadArgument;
+  if (fails()) return qvwlpNoMemory;
+  auto answers = script().answers.find(count > 2 ? std::string(method) + " " + print(parameters[2]) : method);
+  if (answers == script().answers.end()) answers = script().answers.find(method);
+  scripted::Reply reply;
+  if (answers != script().answers.end()) {
+    reply = answers->second.front();
+    if (answers->second.size() > 1) answers->second.pop_front();
+  }
+  if (reply.status != 0 && reply.status != qvwlpFailed) return reply.status;
+  *response = new QvwlpResponse{reply, {}, {}};
+  ++script().live;
+  size_t set = 0;
+  for (; *responseTypes != 0; ++responseTypes) {
+    QvwlpValue value{};
+    value.type = *responseTypes;
+    if (*responseTypes == qvwlpInteger) {
+      value.present = 1;
+      value.data.integer = reply.handle;
+    } else if (set < reply.rows.size() && reply.rows[set]) {
+      value.present = 1;
+      value.data.rowSet = &(*response)->sets.emplace_back(QvwlpRowSet{"", *reply.rows[set], {}, {}});
+    }
+    if (*responseTypes == qvwlpRowSet) ++set;
+    (*response)->parameters.push_back(value);
+  }
+  return reply.status;
+}
+
+extern "C" void qvjniProxyDestroy(QvjniProxy* proxy) {
+  script().trace.emplace_back("destroy()");
+  if (proxy != nullptr) --script().live;
+  delete proxy;
+}
+
+// The wire library.
+extern "C" int32_t qvwlpRowSet_addRow(QvwlpRowSet* rows, const QvwlpValue* cells) {
+  if (fails()) return qvwlpNoMemory;
+  std::string row;
+  for (size_t i = 0; i < rows->columns.size(); ++i) {
+    if (cells[i].type != rows->columns[i]) return qvwlpBadArgument;
+    row += (i > 0 ? "|" : "") + print(cells[i]);
+  }
+  rows->sent.push_back(row);
+  return 0;
+}
+extern "C" int32_t qvwlpRowSet_getRows(QvwlpRowSet* rows) {
+  return static_cast<int32_t>(rows->rows.size());
+}
+extern "C" int32_t qvwlpRowSet_nextRow(QvwlpRowSet* rows, QvwlpRow* row) {
+  if (fails()) return qvwlpBadArgument;
+  if (rows->next == rows->rows.size()) return qvwlpNoMoreRows;
+  std::vector<QvwlpValue>& cells = rows->cells.emplace_back();
+  for (const scripted::Text& text : rows->rows[rows->next++]) {
+    QvwlpValue value{};
+    value.type = qvwlpString;
+    value.present = text ? 1 : 0;
+    value.data.text = text ? text->c_str() : nullptr;
+    value.length = text ? static_cast<int32_t>(text->size()) : 0;
+    if (text && *text == "#number") value.type = qvwlpInteger;  // a cell of another type than asked for
+    cells.push_back(value);
+  }
+  *row = {cells.data(), static_cast<int32_t>(cells.size())};
+  return 0;
+}
+extern "C" void qvwlpRowSet_destroy(QvwlpRowSet* rows) {
+  --script().live;
+  delete rows;
+}
+extern "C" int32_t qvwlpResponse_parameters(QvwlpResponse* response, QvwlpParameters* parameters) {
+  if (fails()) return qvwlpBadArgument;
+  *parameters = {response->parameters.data(), static_cast<int32_t>(response->parameters.size())};
+  return 0;
+}
+extern "C" void qvwlpResponse_destroy(QvwlpResponse* response) {
+  --script().live;
+  delete response;
+}
+extern "C" int32_t qvwlpError_code(QvwlpResponse* response, int32_t* code) {
+  *code = response->reply.code;
+  return 0;
+}
+extern "C" int32_t qvwlpError_text(QvwlpResponse* response, const char** text, int32_t* length) {
+  *text = response->reply.text.c_str();
+  *length = static_cast<int32_t>(response->reply.text.size());
+  return 0;
+}
+
+// What the linker puts before the real base library, logger and allocator.
+extern "C" {
+QvlogLogger* __wrap_qvlogGetLogger(const char* /*name*/) {
+  static Logger logger;
+  return &logger;
+}
+const QvbConfigOptions* __wrap_qvbGetConfigOptions(const QvbString& /*name*/) {
+  static const Config config;
+  return &config;
+}
+QvbSubject* __wrap_qvbSubjectAccess() {
+  if (!script().hasSubject) return nullptr;
+  ++script().live;
+  return reinterpret_cast<QvbSubject*>(&script());
+}
+void __wrap_qvbSubjectRelease() {
+  --script().live;
+}
+bool __wrap_qvbSubjectCredentials(const QvbString& domain, QvbString& user, QvbString& password, QvbString* /*further*/) {
+  const auto entry = script().credentials.find(scripted::str(domain));
+  if (entry == script().credentials.end()) return false;
+  user = entry->second.first.c_str();
+  password = entry->second.second.c_str();
+  return true;
+}
+bool __wrap_qvbSubjectDecodePW(const QvbString& password, QvbString& decoded, QvbString* err) {
+  if (scripted::str(password) == "bad") {
+    *err = "QVWS-2101: not decodable";
+    return false;
+  }
+  if (!password.isNull()) decoded = QvbString(password).append("-decoded");
+  return true;
+}
+QvbString __wrap__Z16qvbDecryptStringRK9QvbString(const QvbString& text) {
+  return QvbString(text).append("-decrypted");
+}
+void* __real_realloc(void* block, size_t size);
+void* __wrap_realloc(void* block, size_t size) {
+  return script().failRealloc ? nullptr : __real_realloc(block, size);
+}
+}
+
+void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  if (script().failNew > 0 && --script().failNew == 0) return nullptr;
+  return ::operator new(size);
+}

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QVWS_TESTS_SUPPORT_SCRIPTED_PROXY_H
+#define QVWS_TESTS_SUPPORT_SCRIPTED_PROXY_H
+
+#include <qvb/string.h>
+
+#include <stdint.h>
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct QvjniOptionCallback;
+struct QvjniLogCallback;
+
+/// Stands in for the proxy library, the wire library, the configuration, the security subject and the logger. What the library does is written down
+/// in `trace`, in a short notation; what it is answered comes from `answers`.
+namespace scripted {
+
+using Text = std::optional<std::string>;
+inline constexpr std::nullopt_t null = std::nullopt;
+using Rows = std::vector<std::vector<Text>>;
+
+struct Reply {
+  int32_t status = 0;
+  std::vector<std::optional<Rows>> rows{};  // the row sets answered; one too few is an absent one
+  int64_t handle = 0;                       // of an answer that begins with an integer
+  int32_t code = 0;                         // of a failure
+  std::string text{};
+};
+
+struct Script {
+  /// "SetOptions([11,11: name|value; ...])", texts quoted where a text stands alone, "-" for an absent cell.
+  std::vector<std::string> trace;
+  /// By method, and for the discovered objects by method, blank and local name. In order; the last one goes on answering.
+  std::map<std::string, std::deque<Reply>> answers;
+  std::function<int32_t(QvjniOptionCallback*, QvjniLogCallback*)> onCreate;
+  std::map<std::string, std::string> config;
+  bool hasSubject = false;
+  std::map<std::string, std::pair<std::string, std::string>> credentials;
+  int32_t logLevel = 1;
+  std::vector<std::string> log;  // "level text"
+  int32_t failAt = 0;            // the platform call that fails, from 1; 0 = none
+  int32_t platformCalls = 0;
+  int32_t failNew = 0;  // the non-throwing allocation that fails, from 1
+  bool failRealloc = false;
+  int32_t live = 0;  // proxies, row sets, responses and uses of the subject that have not been ended
+
+  [[nodiscard]] std::string logged() const;
+  [[nodiscard]] std::vector<std::string> calls() const;
+};
+
+/// The script in force; reset() begins a new one.
+Script& script();
+void reset();
+
+std::string str(const QvbString& text);
+/// The number a message begins with; 0 for a null text, -1 for a text without one.
+int32_t id(const QvbString& text);
+
+}  // namespace scripted
+
+#endif

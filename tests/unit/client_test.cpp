@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "proxy_call.h"
+#include "scripted_proxy.h"
+#include "wsclient.h"
+#include "wsuri.h"
+#include "wsvalue.h"
+
+#include <qvws/qvws.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+struct ClientTestAccess {
+  static void addResponse(WebServiceClient* client, const char* name, std::vector<QvbString> values) {
+    static_cast<WebServiceClientImpl*>(client)->responseValues_.tryEmplace(name, std::move(values));
+  }
+};
+
+namespace {
+
+using scripted::id;
+using scripted::script;
+using scripted::str;
+
+class Client : public testing::Test {
+ protected:
+  void SetUp() override {
+    scripted::reset();
+    client_ = qvwsCreateWebServiceClient(&err_);
+    err_ = "old";
+  }
+  void TearDown() override {
+    client_->Release();
+    EXPECT_EQ(script().live, 0);
+  }
+  WebServiceClient* client_ = nullptr;
+  QvbString err_;
+  QvbString value_{"stale"};
+};
+
+TEST_F(Client, RequestValues) {
+  EXPECT_TRUE(client_->AddRequestValue("n", "x", err_));
+  EXPECT_TRUE(err_.isNull());
+  EXPECT_TRUE(client_->AddRequestValue("n", "y", err_));
+  EXPECT_EQ(client_->GetRequestValueCount(), 1);
+  const struct {
+    int32_t index;
+    const char* expected;
+  } cases[] = {{0, "x"}, {1, "y"}, {-1, "x"}, {2, nullptr}};
+  for (const auto& test : cases) {
+    EXPECT_EQ(client_->GetRequestValueAt("n", test.index, value_), test.expected != nullptr) << test.index;
+    EXPECT_EQ(str(value_), test.expected != nullptr ? test.expected : "(null)") << test.index;
+  }
+  err_ = "old";
+  EXPECT_TRUE(client_->SetRequestValue("n", "1", err_));
+  EXPECT_TRUE(err_.isNull());
+  EXPECT_TRUE(client_->GetRequestValue("n", value_));
+  EXPECT_EQ(str(value_), "1");
+  EXPECT_FALSE(client_->GetRequestValueAt("n", 1, value_));
+  EXPECT_FALSE(client_->GetRequestValue("other", value_));
+  EXPECT_TRUE(value_.isNull());
+}
+
+TEST_F(Client, ResponseValues) {
+  for (const char* name : {"c", "a", "b"}) ClientTestAccess::addResponse(client_, name, {QvbString(name).append("1"), QvbString(name).append("2")});
+  EXPECT_EQ(client_->GetResponseValueCount(), 3);
+  EXPECT_TRUE(client_->GetResponseValue("b", value_));
+  EXPECT_EQ(str(value_), "b1");
+  QvbString name;
+  std::string walked;
+  for (const int32_t i : {0, 1, 2, 1, 0, 2}) {
+    EXPECT_TRUE(client_->GetResponseValueByIndex(i, 1, &name, value_));
+    walked += str(name) + str(value_) + " ";
+  }
+  EXPECT_EQ(walked, "aa2 bb2 cc2 bb2 aa2 cc2 ");
+  EXPECT_TRUE(client_->GetResponseValueByIndex(0, -1, nullptr, value_));
+  EXPECT_EQ(str(value_), "a1");
+  for (const int32_t index : {-1, 3}) {
+    value_ = "stale";
+    EXPECT_FALSE(client_->GetResponseValueByIndex(index, 0, &name, value_));
+    EXPECT_TRUE(value_.isNull());
+    EXPECT_EQ(str(name), "c") << "left as it was";
+  }
+  EXPECT_FALSE(client_->GetResponseValueByIndex(1, 2, &name, value_));
+}
+
+TEST_F(Client, TypedOptions) {
+  const struct {
+    const char* name;
+    const char* value;
+    const char* stored;  // null = refused
+  } cases[] = {{"WSCP_PROXY_PORT", " 8080 ", "8080"},
+               {"WSCP_PROXY_PORT", "http", nullptr},
+               {"WSCP_WS-SECURITY_DIGEST", "YES", "true"},
+               {"WSCP_WS-SECURITY_DIGEST", "maybe", nullptr},
+               {"WSCP_WS-SECURITY_MUST", "0", "false"},
+               {"WSCP_WS-SECURITY_MUST", "2", nullptr},
+               {"OTHER", " text ", " text "}};
+  for (const auto& test : cases) {
+    SCOPED_TRACE(std::string(test.name) + "=" + test.value);
+    err_ = "old";
+    value_.setNull();
+    client_->GetOption(test.name, value_);
+    const std::string before = str(value_);
+    EXPECT_EQ(client_->SetOption(test.name, test.value, err_), test.stored != nullptr);
+    EXPECT_EQ(id(err_), test.stored != nullptr ? 0 : 1778);
+    client_->GetOption(test.name, value_);
+    EXPECT_EQ(str(value_), test.stored != nullptr ? test.stored : before);
+  }
+  EXPECT_TRUE(client_->SetOption("WSCP_PROXY_PORT", QvbString(), err_));
+  EXPECT_TRUE(client_->GetOption("WSCP_PROXY_PORT", value_)) << "cleared, and still there";
+  EXPECT_TRUE(value_.isNull());
+  EXPECT_FALSE(client_->GetOption("ABSENT", value_));
+}
+
+TEST_F(Client, NamespacesStayBound) {
+  EXPECT_TRUE(client_->AddNamespace("p", "urn:a", err_));
+  EXPECT_TRUE(client_->AddNamespace("p", "urn:a", err_));
+  EXPECT_EQ(str(err_), "old");
+  EXPECT_FALSE(client_->AddNamespace("p", "urn:b", err_));
+  EXPECT_EQ(id(err_), 1442);
+  EXPECT_TRUE(client_->AddNamespace("p", "urn:a", err_));
+}
+
+TEST_F(Client, BoundValuesAreReleased) {
+  WebServiceParmValue* input = qvwsCreateWebServiceParmValue(WSPStyle::String, &err_);
+  WebServiceParmValue* output = qvwsCreateWebServiceParmValue(WSPStyle::File, &err_);
+  EXPECT_EQ(str(err_), "old");
+  EXPECT_EQ(input->getDirection(), 0);
+  EXPECT_TRUE(client_->SetInputParmValue("i", input, err_));
+  EXPECT_TRUE(client_->SetOutputParmValue("o", output, err_));
+  EXPECT_EQ(str(err_), "old");
+  EXPECT_EQ(input->getDirection(), 1);
+  EXPECT_EQ(output->getDirection(), 2);
+  EXPECT_TRUE(client_->SetInputParmValue("i", qvwsCreateWebServiceParmValue(WSPStyle::File, &err_), err_));  // ends the first
+  EXPECT_TRUE(client_->SetInputParmValue("null", nullptr, err_));
+  // Without memory the new value stays the host's.
+  WebServiceParmValue* kept = qvwsCreateWebServiceParmValue(WSPStyle::File, &err_);
+  script().failNew = 1;
+  EXPECT_FALSE(client_->SetInputParmValue("x", kept, err_));
+  EXPECT_EQ(id(err_), 444);
+  EXPECT_EQ(kept->getDirection(), 0);
+  kept->release();
+}
+
+TEST_F(Client, FactoriesReport) {
+  QvbString err("old");
+  EXPECT_EQ(qvwsCreateWebServiceParmValue(static_cast<WSPStyle>(2), &err), nullptr);
+  EXPECT_EQ(str(err), "old");
+  script().failNew = 1;
+  EXPECT_EQ(qvwsCreateWebServiceParmValue(WSPStyle::File, &err), nullptr);
+  EXPECT_EQ(id(err), 444);
+  err.setNull();
+  script().failNew = 1;
+  EXPECT_EQ(qvwsCreateWebServiceClient(&err), nullptr);
+  EXPECT_EQ(id(err), 444);
+}
+
+TEST_F(Client, WhatIsNotBuiltYetSaysSo) {
+  client_->SetInputParmValue("i", nullptr, err_);
+  EXPECT_FALSE(client_->Invoke(nullptr, err_));
+  EXPECT_EQ(id(err_), 1726);
+  EXPECT_FALSE(client_->Reset(err_));
+  EXPECT_EQ(id(err_), 1726);
+  EXPECT_EQ(client_->DiscoverURI("u", err_), nullptr);
+  EXPECT_EQ(id(err_), 1726);
+  EXPECT_TRUE(script().trace.empty());
+}
+
+TEST_F(Client, ValuesDescribeThemselves) {
+  const struct {
+    WSPStyle style;
+    int32_t direction;
+    const char* configured;
+    const char* property;
+    const char* text;
+    const char* rows;
+  } cases[] = {
+      {WSPStyle::String, 1, nullptr, "wsps.string.value", "v", "-|n|direction|Input|-; -|-|type|String|true; -|-|Value|v|true;"},
+      {WSPStyle::String, 1, " false ", "wsps.string.value", "", "-|n|direction|Input|-; -|-|type|String|false;"},
+      {WSPStyle::File, 1, "perhaps", "wsps.file.path", "/f", "-|n|direction|Input|-; -|-|type|File|true; -|-|Path|/f|true;"},
+      {WSPStyle::File, 2, "no", "wsps.string.value", "v", "-|n|direction|Output|-; -|-|type|File|true;"},
+      {static_cast<WSPStyle>(3), 0, nullptr, "x", "v", "247"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.rows);
+    script().trace.clear();
+    script().config.clear();
+    if (test.configured != nullptr) script().config["WEBSERVICE/VALUE_IS_XML"] = test.configured;
+    auto* value = static_cast<WebServiceParmValueImpl*>(qvwsCreateWebServiceParmValue(WSPStyle::File, &err_));
+    value->setStyle(test.style);
+    value->setDirection(test.direction);
+    EXPECT_TRUE(value->setProperty(test.property, test.text, err_));
+    EXPECT_TRUE(err_.isNull());
+    const ParmBinding binding{"n", {}};
+    ProxyHandle proxy(reinterpret_cast<QvjniProxy*>(&value));
+    ProxyCall call(proxy.get(), "SetParameters", err_);
+    ASSERT_TRUE(call.addRows(types::kParameterRow));
+    const bool written = value->writeRows(call.rows(), binding, err_);
+    if (written) {
+      EXPECT_TRUE(call.send(types::kNone));
+      EXPECT_EQ(script().trace.back(), "SetParameters([11,11,11,11,2: " + std::string(test.rows) + "])");
+    } else {
+      EXPECT_EQ(std::to_string(id(err_)), test.rows);
+    }
+    proxy.release();
+    value->removeProperty(test.property);
+    value->removeProperty(test.property);
+    EXPECT_FALSE(value->getProperty(test.property, value_));
+    EXPECT_TRUE(value_.isNull());
+    value->release();
+  }
+}
+
+TEST_F(Client, VariablesOfAUri) {
+  auto* cursor = new WSUriVariables;
+  for (const char* text : {"a", "b", "c"}) cursor->append(text);
+  uint64_t count = 0;
+  EXPECT_TRUE(cursor->getRowCount(count));
+  EXPECT_EQ(count, 3U);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_TRUE(cursor->getString(0).isNull());
+    std::string all;
+    while (cursor->next()) all += str(cursor->getString(0));
+    EXPECT_EQ(all, "abc");
+    EXPECT_THROW((void)cursor->getString(0), std::out_of_range);
+    EXPECT_TRUE(cursor->getString(1).isNull());
+    EXPECT_TRUE(cursor->rewind());
+  }
+  cursor->release();
+}
+
+}  // namespace

@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "scripted_proxy.h"
+
+#include <qvjni/qvjni.h>
+#include <qvws/qvws.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using scripted::id;
+using scripted::script;
+using scripted::str;
+using Pairs = std::vector<std::pair<const char*, const char*>>;
+
+class Connect : public testing::Test {
+ protected:
+  void SetUp() override {
+    scripted::reset();
+    renew();
+  }
+  void TearDown() override {
+    if (client_ != nullptr) client_->Release();
+    EXPECT_EQ(script().live, 0);
+  }
+  void renew() {
+    if (client_ != nullptr) client_->Release();
+    client_ = qvwsCreateWebServiceClient(&err_);
+    script().trace.clear();
+    script().log.clear();
+  }
+  bool discover() {
+    WebServiceDiscovery* discovery = client_->Discover(err_);
+    if (discovery != nullptr) discovery->release();
+    return discovery != nullptr;
+  }
+  void set(const Pairs& options) {
+    for (const auto& [name, value] : options) ASSERT_TRUE(client_->SetOption(name, value, err_)) << name;
+  }
+  // The rows of the one call of SetOptions, without the frame.
+  static std::string optionRows() {
+    const std::string head = "SetOptions([11,11:";
+    std::string found;
+    for (const std::string& line : script().trace) {
+      if (line.rfind(head, 0) == 0) found += line.substr(head.size(), line.size() - head.size() - 2);
+    }
+    return found;
+  }
+
+  WebServiceClient* client_ = nullptr;
+  QvbString err_{"old"};
+};
+
+TEST_F(Connect, ClientWithoutCallsMakesNoProxy) {
+  EXPECT_TRUE(err_.isNull());
+  client_->Release();
+  client_ = nullptr;
+  EXPECT_TRUE(script().trace.empty());
+}
+
+TEST_F(Connect, SendsOnceInOrder) {
+  client_->AddNamespace("p", "urn:p", err_);
+  client_->AddNamespace("", "urn:default", err_);
+  set({{"WSCP_ADDRESS", "a.wsdl"}, {"EMPTY", ""}, {"NULL", nullptr}});
+  EXPECT_TRUE(discover());
+  set({{"LATER", "x"}});
+  EXPECT_TRUE(discover());
+  client_->Release();
+  client_ = nullptr;
+  EXPECT_EQ(script().trace,
+            (std::vector<std::string>{"create(qvx-proxy-ws.jar WebServiceClient com.quillvex.proxy.ws.WebServiceClientJPC)",
+                                      "SetNamespaces([11,11: -|urn:default; p|urn:p;])", "SetOptions([11,11: EMPTY|; NULL|; WSCP_ADDRESS|a.wsdl;])",
+                                      "Discover()7,10,10", "Discover()7,10,10", "destroy()"}));
+}
+
+TEST_F(Connect, FailureIsTriedAnew) {
+  client_->AddNamespace("p", "urn:p", err_);
+  script().answers["SetOptions"] = {{.status = 4, .code = 12, .text = "no options"}, {}};
+  EXPECT_FALSE(discover());
+  EXPECT_EQ(id(err_), 1725);
+  EXPECT_NE(str(err_).find("12"), std::string::npos);
+  EXPECT_NE(str(err_).find("no options"), std::string::npos);
+  EXPECT_EQ(script().trace.back(), "destroy()");
+  EXPECT_EQ(script().live, 0);
+  EXPECT_TRUE(discover());
+  EXPECT_EQ(script().calls(),
+            (std::vector<std::string>{"create", "SetNamespaces", "SetOptions", "destroy", "create", "SetNamespaces", "SetOptions", "Discover"}));
+}
+
+TEST_F(Connect, RowsOfOptions) {
+  struct Case {
+    const char* name;
+    Pairs options;
+    Pairs config;
+    std::string rows;
+  };
+  const Case cases[] = {
+      {"user@domain", {{"WSCP_USER", "ann@corp@x"}}, {}, " WSCP_DOMAIN|corp@x; WSCP_USER|ann;"},
+      {"domain\\user", {{"WSCP_PROXY_USER", "corp\\ann"}}, {}, " WSCP_PROXY_DOMAIN|corp; WSCP_PROXY_USER|ann;"},
+      {"a domain stops the split", {{"WSCP_USER", "a@b"}, {"WSCP_DOMAIN", "d"}}, {}, " WSCP_DOMAIN|d; WSCP_USER|a@b;"},
+      {"no user, no group", {{"WSCP_DOMAIN", "d"}, {"WSCP_USER", ""}}, {}, ""},
+      {"passwords are decrypted, empty ones stay",
+       {{"WSCP_PASS", "p"}, {"WSCP_PROXY_PASS", ""}, {"WSCP_WS-SECURITY_PASS", "s"}},
+       {},
+       " WSCP_PASS|p-decrypted; WSCP_PROXY_PASS|; WSCP_WS-SECURITY_PASS|s-decrypted;"},
+      {"groups in their order",
+       {{"WSCP_USER", "c"}, {"WSCP_PROXY_USER", "p"}, {"WSCP_WS-SECURITY_USER", "s"}, {"Z", "z"}},
+       {},
+       " Z|z; WSCP_WS-SECURITY_USER|s; WSCP_PROXY_USER|p; WSCP_USER|c;"},
+      {"config option", {{"WSCP_CONFIG", "f"}}, {{"WSCP_CONFIG", "g"}}, " WSCP_CONFIG|f; WSCP_WSDL_CONFIG|f;"},
+      {"config configured", {}, {{"WSCP_CONFIG", "g"}, {"WEBSERVICE/CONFIG_FILE", "h"}}, " WSCP_WSDL_CONFIG|g;"},
+      {"config section", {}, {{"WEBSERVICE/CONFIG_FILE", "h"}}, " WSCP_WSDL_CONFIG|h;"},
+      {"a null option hides the configuration", {{"WSCP_CONFIG", nullptr}}, {{"WSCP_CONFIG", "g"}}, " WSCP_CONFIG|;"},
+      {"time-out 0", {{"REQUEST_TIMEOUT", " 0 "}}, {}, " REQUEST_TIMEOUT| 0 ; HTTP_REQUEST_TIMEOUT|0;"},
+      {"time-out configured", {}, {{"REQUEST_TIMEOUT", "7"}, {"WEBSERVICE/REQUEST_TIMEOUT", "8"}}, " HTTP_REQUEST_TIMEOUT|7;"},
+      {"time-out section", {}, {{"WEBSERVICE/REQUEST_TIMEOUT", "8"}}, " HTTP_REQUEST_TIMEOUT|8;"},
+      {"negative time-out", {}, {{"REQUEST_TIMEOUT", "-1"}}, ""},
+      {"null time-out", {{"REQUEST_TIMEOUT", nullptr}}, {{"REQUEST_TIMEOUT", "7"}}, " REQUEST_TIMEOUT|;"},
+      {"no time-out", {}, {{"REQUEST_TIMEOUT", "soon"}}, ""},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.name);
+    renew();
+    script().config.clear();
+    for (const auto& [key, value] : test.config) script().config[key] = value;
+    set(test.options);
+    EXPECT_TRUE(discover());
+    EXPECT_EQ(optionRows(), test.rows);
+  }
+  EXPECT_NE(script().logged().find("4 The request time-out 'soon'"), std::string::npos);
+}
+
+TEST_F(Connect, CredentialsOfTheSubject) {
+  script().hasSubject = true;
+  script().credentials = {{"lab", {"bob@home", "pw"}}, {"sec", {"eve", "s"}}};
+  set({{"WSCP_DOMAIN", "lab"},
+       {"WSCP_PASS", "own"},
+       {"WSCP_PROXY_DOMAIN", "none"},
+       {"WSCP_WS-SECURITY_DOMAIN", "sec"},
+       {"WSCP_WS-SECURITY_USER", "me"}});
+  EXPECT_TRUE(discover());
+  EXPECT_EQ(
+      optionRows(),
+      " WSCP_PASS|own-decrypted; WSCP_WS-SECURITY_DOMAIN|sec; WSCP_WS-SECURITY_USER|me; WSCP_DOMAIN|home; WSCP_USER|bob; WSCP_PASS|pw-decoded;");
+  EXPECT_EQ(script().logged(), "2 No credentials associated with the proxy domain 'none'.\n");
+
+  renew();
+  script().credentials["lab"].second = "bad";
+  set({{"WSCP_DOMAIN", "lab"}});
+  EXPECT_FALSE(discover());
+  EXPECT_EQ(id(err_), 2101);
+  EXPECT_EQ(script().calls(), (std::vector<std::string>{"create", "destroy"}));
+  EXPECT_EQ(script().live, 0);
+}
+
+TEST_F(Connect, AnswersTheProxysQuestions) {
+  script().config["SECTION/KEY"] = "configured";
+  set({{"OWN", "mine"}, {"EMPTY", ""}, {"LONG", std::string(5000, 'x').c_str()}});
+  std::vector<std::string> answers;
+  script().onCreate = [&](QvjniOptionCallback* option, QvjniLogCallback* /*log*/) {
+    for (const char* key : {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTOR", "JAVA_PROXY/DIRECTORYX",
+                            "JAVA_PROXY/HAS_GETVERSION", "OWN", "LONG", "SECTION/KEY", "EMPTY", "UNKNOWN"}) {
+      const char* text = nullptr;
+      int32_t length = -1;
+      const int32_t result = option->answer(option, key, nullptr, &text, &length);
+      answers.push_back(result == 0 ? std::string(text, static_cast<size_t>(length)) : std::to_string(result));
+      EXPECT_TRUE(result != 0 || text[length] == '\0');
+    }
+    // A buffer that cannot grow is lost, the next question gets a new one.
+    script().failRealloc = true;
+    script().config["LONGER"] = std::string(6000, 'y');
+    const char* text = nullptr;
+    int32_t length = 0;
+    EXPECT_EQ(option->answer(option, "LONGER", nullptr, &text, &length), 2);
+    script().failRealloc = false;
+    EXPECT_EQ(option->answer(option, "OWN", nullptr, &text, &length), 0);
+    EXPECT_STREQ(text, "mine");
+    return 0;
+  };
+  EXPECT_TRUE(discover());
+  EXPECT_EQ(answers, (std::vector<std::string>{"ws", "1", "1", "1", "WebServiceClient", "mine", std::string(5000, 'x'), "configured", "1", "1"}));
+  EXPECT_EQ(script().logged(), "5 29(Callback option)\n");
+}
+
+TEST_F(Connect, CollectsWhatTheProxyLogs) {
+  script().onCreate = [](QvjniOptionCallback* /*option*/, QvjniLogCallback* log) {
+    for (const auto& [level, text] : {std::pair(0, "report"), {1, "info"}, {2, "warning"}, {7, "error"}}) log->log(log, level, text);
+    return 7;
+  };
+  EXPECT_FALSE(discover());
+  EXPECT_EQ(str(err_), "warning\r\nerror");
+  EXPECT_EQ(script().logged(), "2 report\n3 info\n5 warning\n5 error\n");
+  EXPECT_EQ(script().calls(), std::vector<std::string>{"create"});
+}
+
+}  // namespace
