@@ -281,9 +281,10 @@ void* __real_realloc(void* block, size_t size);
 void* __wrap_realloc(void* block, size_t size) {
   return script().failRealloc ? nullptr : __real_realloc(block, size);
 }
-}
-
-void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
+// The non-throwing operator new, under a name that no memory checker puts its own in place of.
+void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
+void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
   if (script().failNew > 0 && --script().failNew == 0) return nullptr;
-  return ::operator new(size);
+  return __real__ZnwmRKSt9nothrow_t(size, tag);
+}
 }
