@@ -143,7 +143,7 @@ ExitCode run(int argc, char** argv) {
                                        "--help\" shows what can be given");
   }
   if (app.get_subcommands().empty())
-    throw Failure(ExitCode::Usage, "say what to do: \"qvws list WSDL\" or \"qvws describe WSDL\"; \"qvws --help\" tells more");
+    throw Failure(ExitCode::Usage, R"(say what to do: "qvws list WSDL" or "qvws describe WSDL"; "qvws --help" tells more)");
   if (arguments.verbose > 0) setenv("QVWS_LOG_LEVEL", arguments.verbose > 1 ? "1" : "2", 0);
   return app.got_subcommand(listVerb) ? list(arguments) : describe(arguments);
 }
