@@ -106,7 +106,7 @@ bool WebServiceClientImpl::fillOptionBuffer(const QvbString& answer) {
   if (size > optionBufferSize_ || optionBuffer_ == nullptr) {
     auto* grown = static_cast<char*>(realloc(optionBuffer_, static_cast<size_t>(size)));
     if (grown == nullptr) {
-      // The size stays what it was, so that a proxy that asks on cannot make the buffer's history look shorter than it was.
+      // The size stays as it is on purpose: it tells the largest answer so far, and the test above does not rely on it alone.
       free(optionBuffer_);
       optionBuffer_ = nullptr;
       logger_->logMessage(qvlogError, __FILE__, __LINE__, kMsgBufferNotGrown, "(Callback option)");
