@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QVX_HTTP_TRANSPORT_H
+#define QVX_HTTP_TRANSPORT_H
+
+#include "http/location.h"
+#include "xml/sax.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace qvx {
+
+/// How documents are fetched and services are called.
+struct TransportOptions {
+  std::string user, password, domain;
+  std::string authentication;  ///< basic, digest, ntlm, negotiate, any; empty: basic over https, any over http
+  std::string proxyHost;
+  std::int64_t proxyPort = 0;  ///< 0: 1080's place is taken by 3128, the usual one of HTTP proxies
+  std::string proxyUser, proxyPassword, proxyDomain, noProxy;
+  std::int64_t requestSeconds = 300;  ///< 0 = no limit
+  std::int64_t connectSeconds = 30;
+  std::int64_t redirects = 0;
+  std::string caFile, certificateFile, keyFile;
+  bool insecure = false;
+  std::vector<std::string> headers;  ///< "Name: value"
+};
+
+/// A fetched document.
+struct Fetched {
+  std::shared_ptr<const std::string> bytes;
+  std::string encoding;  ///< what the server said of it; may be empty
+  Location location;     ///< where it came from in the end
+};
+
+/// Gets documents from files and over HTTP. Keeps its connections. One thread at a time.
+class Transport {
+ public:
+  using Log = std::function<void(int level, const std::string& text)>;
+
+  Transport(TransportOptions options, const Limits& limits, Log log);
+  Transport(const Transport&) = delete;
+  Transport& operator=(const Transport&) = delete;
+  ~Transport();
+
+  /// The one origin that is given credentials.
+  void trust(const std::string& origin) { trusted_ = origin; }
+  /// @throw Error with a code of the 200s, or LimitExceeded
+  Fetched fetch(const Location& location);
+
+ private:
+  struct Handle;
+
+  Fetched readFile(const Location& location) const;
+  Fetched get(const Location& location);
+
+  TransportOptions options_;
+  const Limits& limits_;
+  Log log_;
+  std::string trusted_;
+  std::unique_ptr<Handle> handle_;
+};
+
+}  // namespace qvx
+
+#endif
