@@ -237,7 +237,7 @@ class Fails(Case):
                 (4, ["/files/orders.wsdl"], ["list", host + "/moved"], ()),
                 (5, ["401"], ["list", host + "/locked"], ()),
                 (6, ["html"], ["list", host + "/page"], ()),
-                (6, ["half.wsdl", "line 2"], ["list", write("half.wsdl", "<a>\n<b></a>")], ()),
+                (6, ["half.wsdl", "line 2"], ["list", write("half.wsdl", "<definitions xmlns=\"http://schemas.xmlsoap.org/wsdl/\">\n<b></definitions>")], ()),
                 (6, ["empty.wsdl"], ["list", write("empty.wsdl", "")], ()),
                 (6, ["gone.wsdl"], ["list", write("import.wsdl", wsdl("A").replace("<types>", '<import namespace="urn:g" location="gone.wsdl"/><types>'))], ()),
                 (7, ["\"Nope\"", "--kind operation '{urn:t}I/{urn:t}Ping'"], ["describe", good, "Nope"], ()),
