@@ -181,8 +181,8 @@ void discovery(benchmark::State& state, bool parameters) {
       benchmark::Counter(static_cast<double>(operations), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-BENCHMARK_CAPTURE(discovery, list, false)->RangeMultiplier(2)->Range(500, 4000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(discovery, describe_all, true)->RangeMultiplier(2)->Range(500, 4000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(discovery, list, false)->Arg(500)->Arg(1000)->Arg(2000)->Arg(4000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(discovery, describe_all, true)->Arg(500)->Arg(1000)->Arg(2000)->Arg(4000)->Unit(benchmark::kMillisecond);
 
 /// Prints the table, then each cost per operation as a multiple of the smallest document's.
 class Ratios : public benchmark::ConsoleReporter {
