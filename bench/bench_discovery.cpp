@@ -187,6 +187,7 @@ BENCHMARK_CAPTURE(discovery, describe_all, true)->Arg(500)->Arg(1000)->Arg(2000)
 /// Prints the table, then each cost per operation as a multiple of the smallest document's.
 class Ratios : public benchmark::ConsoleReporter {
  public:
+  Ratios() : ConsoleReporter(isatty(STDOUT_FILENO) == 1 ? OO_ColorTabular : OO_Tabular) {}
   void ReportRuns(const std::vector<Run>& runs) override {
     benchmark::ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
