@@ -240,7 +240,8 @@ Fetched Transport::get(const Location& first) {
                                                                       : ", which is one more than WSCP_REDIRECTS allows"));
       }
       if (next.isFile || (https && next.text.rfind("https:", 0) != 0)) {
-        throw Error(ErrorCode::Redirect, answered + ", a redirect to " + printable(next) + ", which is refused because it leaves https; give that address if it is right");
+        throw Error(ErrorCode::Redirect,
+                    answered + ", a redirect to " + printable(next) + ", which is refused because it leaves https; give that address if it is right");
       }
       sameOrigin = sameOrigin && originOf(next) == originOf(location);
       location = next;
@@ -248,8 +249,8 @@ Fetched Transport::get(const Location& first) {
     }
     if (status == 401 || status == 407) {
       const bool proxy = status == 407;
-      throw Error(ErrorCode::Authentication, answered + (proxy ? "; check WSCP_PROXY_USER and its password"
-                                                               : "; check WSCP_USER, its password and WSCP_AUTH"));
+      throw Error(ErrorCode::Authentication,
+                  answered + (proxy ? "; check WSCP_PROXY_USER and its password" : "; check WSCP_USER, its password and WSCP_AUTH"));
     }
     if (status < 200 || status >= 300) {
       const std::string body = beginningOf(sink.bytes);

@@ -28,8 +28,9 @@ class ConfigReader {
       table = toml::parse_file(path_);
     } catch (const toml::parse_error& error) {
       const auto line = error.source().begin.line;
-      throw Error(ErrorCode::BadConfig, path_ + (line > 0 ? ", line " + std::to_string(line) : std::string()) + ": the configuration file cannot be used (" +
-                                            std::string(error.description()) + "); correct it, or name another one");
+      throw Error(ErrorCode::BadConfig, path_ + (line > 0 ? ", line " + std::to_string(line) : std::string()) +
+                                            ": the configuration file cannot be used (" + std::string(error.description()) +
+                                            "); correct it, or name another one");
     }
     for (const auto& [key, node] : table) {
       const std::string_view name = key.str();
@@ -88,8 +89,10 @@ class ConfigReader {
     for (const auto& [key, node] : table) {
       const std::string name(key.str());
       const std::string value = text(name, node);
-      const bool token = !name.empty() && name.find_first_not_of("!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz") == std::string::npos;
-      if (!token || value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) mistyped(name, node, "a header's name and a value without line breaks");
+      const bool token = !name.empty() &&
+                         name.find_first_not_of("!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz") == std::string::npos;
+      if (!token || value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos)
+        mistyped(name, node, "a header's name and a value without line breaks");
       // An empty value needs a semicolon: with a colon the header is taken out.
       options_.transport.headers.push_back(value.empty() ? name + ";" : name + ": " + value);
     }

@@ -94,8 +94,8 @@ struct Setter {
     std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size() || number < 0 || number > known.max) {
-      throw Error(ErrorCode::BadOption,
-                  "Option '" + std::string(known.name) + "' is '" + value + "', but a whole number from 0 to " + std::to_string(known.max) + " is needed");
+      throw Error(ErrorCode::BadOption, "Option '" + std::string(known.name) + "' is '" + value + "', but a whole number from 0 to " +
+                                            std::to_string(known.max) + " is needed");
     }
     options.transport.*member = number;
   }

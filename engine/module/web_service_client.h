@@ -21,7 +21,8 @@ class WebServiceClient final : public QvjniInstance {
  public:
   explicit WebServiceClient(QvjniHost& host) : host_(host) {}
 
-  std::int32_t call(const char* method, const QvwlpValue* parameters, std::int32_t count, QvjniInvokeCallback* callback, QvjniAnswer* answer) override;
+  std::int32_t call(const char* method, const QvwlpValue* parameters, std::int32_t count, QvjniInvokeCallback* callback,
+                    QvjniAnswer* answer) override;
   void release() override { delete this; }
 
  private:

@@ -32,7 +32,8 @@ bool sameMessages(const Operation& a, const Operation& b) {
 bool sameUse(std::string_view bound, const MessageUse& use, std::string_view operation, std::string_view suffix) {
   if (bound.empty() || !use.present) return bound.empty();
   if (!use.name.empty()) return bound == use.name;
-  return bound.size() == operation.size() + suffix.size() && bound.substr(0, operation.size()) == operation && bound.substr(operation.size()) == suffix;
+  return bound.size() == operation.size() + suffix.size() && bound.substr(0, operation.size()) == operation &&
+         bound.substr(operation.size()) == suffix;
 }
 
 }  // namespace
@@ -61,7 +62,8 @@ void Discovery::nameOperations() {
       std::size_t compared = 0;
       for (auto at = from; at != to && compared < 16 && !twice; ++at, ++compared) twice = sameMessages(kept[at->second], operation);
       if (twice) {
-        model.remarks.push_back(model.where(operation.place) + ": operation '" + std::string(operation.name) + "' stands twice; the first one counts");
+        model.remarks.push_back(model.where(operation.place) + ": operation '" + std::string(operation.name) +
+                                "' stands twice; the first one counts");
         continue;
       }
       if (from != to) {
@@ -128,8 +130,8 @@ void Discovery::select(const std::string& wantedService, const std::string& want
       if (port.binding.empty() || (onlyPort_ != nullptr && onlyPort_ != &port)) continue;
       const auto found = model.bindingIndex.find(port.binding);
       if (found == model.bindingIndex.end()) {
-        throw Error(ErrorCode::BadReference, model.where(port.place) + ": port '" + std::string(port.name) + "' uses the binding '" + port.binding.text() +
-                                                 "', which is defined nowhere; define it, or check the prefix and the imports");
+        throw Error(ErrorCode::BadReference, model.where(port.place) + ": port '" + std::string(port.name) + "' uses the binding '" +
+                                                 port.binding.text() + "', which is defined nowhere; define it, or check the prefix and the imports");
       }
       const Binding* const binding = &model.bindings[found->second];
       if (used.insert(binding).second && narrowed) candidates.push_back(binding);
@@ -142,8 +144,10 @@ void Discovery::select(const std::string& wantedService, const std::string& want
   const bool any = std::any_of(candidates.begin(), candidates.end(), [&](const Binding* binding) { return usable(*binding); });
   for (const Binding* binding : candidates) {
     if (any && !usable(*binding)) {
-      model.remarks.push_back(model.where(binding->place) + ": binding '" + binding->name.text() + "' and the ports that use it are left out, because only document "
-                              "style can be used and it is '" + std::string(styleOf(*binding)) + "'");
+      model.remarks.push_back(model.where(binding->place) + ": binding '" + binding->name.text() +
+                              "' and the ports that use it are left out, because only document "
+                              "style can be used and it is '" +
+                              std::string(styleOf(*binding)) + "'");
       continue;
     }
     bindings_.push_back(binding);
@@ -154,8 +158,8 @@ void Discovery::select(const std::string& wantedService, const std::string& want
     const auto found = model.portTypeIndex.find(binding->type);
     if (found == model.portTypeIndex.end()) {
       if (!usable(*binding)) continue;
-      throw Error(ErrorCode::BadReference, model.where(binding->place) + ": binding '" + binding->name.text() + "' is of port type '" + binding->type.text() +
-                                               "', which is defined nowhere; define it, or check the prefix and the imports");
+      throw Error(ErrorCode::BadReference, model.where(binding->place) + ": binding '" + binding->name.text() + "' is of port type '" +
+                                               binding->type.text() + "', which is defined nowhere; define it, or check the prefix and the imports");
     }
     listed.insert(&model.portTypes[found->second]);
   }
@@ -236,7 +240,8 @@ std::vector<Discovery::BoundView> Discovery::operations(const Binding& binding) 
   std::unordered_set<std::size_t> taken;
   for (const BoundOperation& bound : binding.operations) {
     const auto leave = [&](const std::string& why) {
-      model.remarks.push_back(model.where(bound.place) + ": operation '" + std::string(bound.name) + "' of binding '" + binding.name.text() + "' is left out, because " + why);
+      model.remarks.push_back(model.where(bound.place) + ": operation '" + std::string(bound.name) + "' of binding '" + binding.name.text() +
+                              "' is left out, because " + why);
     };
     const std::string_view style = bound.style.empty() ? fallback : bound.style;
     if (style != "document") {
@@ -281,7 +286,8 @@ const Message* Discovery::message(const MessageUse& use) const {
   if (use.message.empty()) return nullptr;
   const auto found = all.messageIndex.find(use.message);
   if (found == all.messageIndex.end()) {
-    throw Error(ErrorCode::BadReference, all.where(use.place) + ": the message '" + use.message.text() + "' is defined nowhere; define it, or check the prefix and the imports");
+    throw Error(ErrorCode::BadReference, all.where(use.place) + ": the message '" + use.message.text() +
+                                             "' is defined nowhere; define it, or check the prefix and the imports");
   }
   return &all.messages[found->second];
 }
@@ -329,11 +335,13 @@ std::vector<Discovery::Described> Discovery::describe(const Binding& binding, co
       for (const HeaderUse& header : bound->headers) {
         const auto at = all.messageIndex.find(header.message);
         if (at == all.messageIndex.end()) {
-          throw Error(ErrorCode::BadReference, all.where(view->bound->place) + ": a header of operation '" + std::string(operation.name) + "' uses the message '" +
-                                                   header.message.text() + "', which is defined nowhere; define it, or check the prefix and the imports");
+          throw Error(ErrorCode::BadReference, all.where(view->bound->place) + ": a header of operation '" + std::string(operation.name) +
+                                                   "' uses the message '" + header.message.text() +
+                                                   "', which is defined nowhere; define it, or check the prefix and the imports");
         }
         for (const Part& part : all.messages[at->second].parts) {
-          if (part.name == header.part && !part.reference.empty()) shape.headers.push_back({std::string(part.name), part.reference.owned(), part.isType});
+          if (part.name == header.part && !part.reference.empty())
+            shape.headers.push_back({std::string(part.name), part.reference.owned(), part.isType});
         }
       }
     }

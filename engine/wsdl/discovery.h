@@ -15,7 +15,8 @@
 
 namespace qvx::wsdl {
 
-/// What a discovery shows of a loaded WSDL: names told apart, references resolved, what cannot be used left out. Texts that it hands out live as long as it.
+/// What a discovery shows of a loaded WSDL: names told apart, references resolved, what cannot be used left out. Texts that it hands out live as long
+/// as it.
 class Discovery {
  public:
   struct BoundView {

@@ -66,7 +66,8 @@ void load(const Location& address, Transport& transport, const LocationMap& map,
     }
     total += fetched.bytes->size();
     if (total > limits.totalBytes) {
-      throw Error(ErrorCode::LimitExceeded, printable(pending.location) + ": all documents together are larger than " + std::to_string(limits.totalBytes) +
+      throw Error(ErrorCode::LimitExceeded, printable(pending.location) + ": all documents together are larger than " +
+                                                std::to_string(limits.totalBytes) +
                                                 " bytes; raise limits.total_bytes in the configuration file if that is right");
     }
     known.emplace(pending.location.text, index);
@@ -80,8 +81,8 @@ void load(const Location& address, Transport& transport, const LocationMap& map,
       try {
         where = map(target(fetched.location, reference));
       } catch (const Error& error) {
-        throw Error(ErrorCode::UnresolvedImport, out.model.documents[index] + ", line " + std::to_string(reference.line) + ": " + reference.element + " of '" +
-                                                     reference.location + "' cannot be followed: " + error.what());
+        throw Error(ErrorCode::UnresolvedImport, out.model.documents[index] + ", line " + std::to_string(reference.line) + ": " + reference.element +
+                                                     " of '" + reference.location + "' cannot be followed: " + error.what());
       }
       queue.push_back({std::move(where), index, std::move(reference)});
     }

@@ -97,7 +97,7 @@ struct BoundMessage {
 struct BoundOperation {
   std::string_view name;
   std::string_view documentation;
-  std::string_view style;                 ///< its own; empty when it has none
+  std::string_view style;  ///< its own; empty when it has none
   std::optional<std::string_view> action;
   BoundMessage input;
   BoundMessage output;
@@ -135,9 +135,9 @@ struct Service {
 /// Everything that a WSDL document and its imports define.
 struct Model {
   TextPool texts;
-  Name name;                        ///< of the first document
-  std::string_view targetNamespace;  ///< of the first document
-  std::string_view documentation;    ///< of the first document
+  Name name;                           ///< of the first document
+  std::string_view targetNamespace;    ///< of the first document
+  std::string_view documentation;      ///< of the first document
   std::vector<std::string> documents;  ///< where each lies, for messages
   std::vector<Message> messages;
   std::vector<PortType> portTypes;
@@ -146,9 +146,7 @@ struct Model {
   std::unordered_map<Name, std::size_t, NameHash> messageIndex, portTypeIndex, bindingIndex, serviceIndex;
   std::vector<std::string> remarks;  ///< what was left out, for the log
 
-  [[nodiscard]] std::string where(const Place& place) const {
-    return documents[place.document] + ", line " + std::to_string(place.line);
-  }
+  [[nodiscard]] std::string where(const Place& place) const { return documents[place.document] + ", line " + std::to_string(place.line); }
 };
 
 }  // namespace qvx::wsdl

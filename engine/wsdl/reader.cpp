@@ -101,14 +101,17 @@ class Reader final : public SaxReader {
     }
     const std::string name = (element.ns().empty() ? "" : "{" + std::string(element.ns()) + "}") + std::string(element.local());
     if (element.local() == "description" && element.ns().find("wsdl") != std::string_view::npos) {
-      throw Error(ErrorCode::UnsupportedVersion, where() + ": the root element is '" + name + "': WSDL 2.0 is not read; ask the service's owner for its WSDL 1.1");
+      throw Error(ErrorCode::UnsupportedVersion,
+                  where() + ": the root element is '" + name + "': WSDL 2.0 is not read; ask the service's owner for its WSDL 1.1");
     }
     if (element.local() == "definitions" && element.ns().find("wsdl") != std::string_view::npos) {
-      throw Error(ErrorCode::UnsupportedVersion, where() + ": the root element is '" + name + "': only WSDL 1.1 (" + std::string(xmlns::kWsdl) + ") is read");
+      throw Error(ErrorCode::UnsupportedVersion,
+                  where() + ": the root element is '" + name + "': only WSDL 1.1 (" + std::string(xmlns::kWsdl) + ") is read");
     }
     if (document_ != 0) {
       contents.isSchema = true;
-      if (element.ns() != xmlns::kWsdl) model_.remarks.push_back(where() + ": the root element is '" + name + "', neither a WSDL nor a schema; it is passed over");
+      if (element.ns() != xmlns::kWsdl)
+        model_.remarks.push_back(where() + ": the root element is '" + name + "', neither a WSDL nor a schema; it is passed over");
       return State::Skip;
     }
     std::string hint = "give the address of a WSDL 1.1 document, whose root is 'definitions'";
@@ -363,8 +366,9 @@ class Reader final : public SaxReader {
     const std::string_view prefix = colon == std::string_view::npos ? std::string_view() : value.substr(0, colon);
     const auto ns = lookup(prefix);
     if (!ns) {
-      throw Error(ErrorCode::BadReference, where() + ": attribute '" + attribute + "' of element '" + std::string(element.local()) + "' is '" + std::string(value) +
-                                               "', but the prefix '" + std::string(prefix) + "' is not declared; declare it with xmlns:" + std::string(prefix));
+      throw Error(ErrorCode::BadReference, where() + ": attribute '" + attribute + "' of element '" + std::string(element.local()) + "' is '" +
+                                               std::string(value) + "', but the prefix '" + std::string(prefix) +
+                                               "' is not declared; declare it with xmlns:" + std::string(prefix));
     }
     return {model_.texts.intern(*ns), model_.texts.intern(colon == std::string_view::npos ? value : value.substr(colon + 1))};
   }

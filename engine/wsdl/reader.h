@@ -16,13 +16,13 @@ struct Reference {
   std::string location;  ///< as written
   std::string base;      ///< the xml:base texts around it, outermost first, joined by '\n'
   std::string ns;
-  std::string element;   ///< as people know it: "wsdl:import"
+  std::string element;  ///< as people know it: "wsdl:import"
   std::uint32_t line = 0;
 };
 
 /// What a document turned out to be.
 struct Contents {
-  bool isSchema = false;     ///< an XML Schema document
+  bool isSchema = false;      ///< an XML Schema document
   bool holdsSchemas = false;  ///< it, or something in its types, is a schema
   std::vector<Reference> references;
 };

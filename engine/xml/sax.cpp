@@ -31,7 +31,8 @@ std::optional<std::string_view> SaxElement::attribute(std::string_view local, st
   // Five pointers each: name, prefix, namespace, first and behind the last byte of the value.
   for (int i = 0; i < count_; ++i) {
     const unsigned char** const at = attributes_ + std::ptrdiff_t{5} * i;
-    if (view(at[0]) == local && view(at[2]) == ns) return std::string_view(reinterpret_cast<const char*>(at[3]), static_cast<std::size_t>(at[4] - at[3]));
+    if (view(at[0]) == local && view(at[2]) == ns)
+      return std::string_view(reinterpret_cast<const char*>(at[3]), static_cast<std::size_t>(at[4] - at[3]));
   }
   return std::nullopt;
 }
@@ -74,8 +75,8 @@ struct SaxReader::Callbacks {
         reader.declarations_.push_back({std::string(view(namespaces[2 * i])), std::string(view(namespaces[2 * i + 1])), reader.depth_});
       }
       if (prefix != nullptr && ns == nullptr) {
-        throw Error(ErrorCode::BadReference, reader.where() + ": the prefix '" + std::string(view(prefix)) + "' of element '" + std::string(view(local)) +
-                                                 "' is not declared; declare it with xmlns:" + std::string(view(prefix)));
+        throw Error(ErrorCode::BadReference, reader.where() + ": the prefix '" + std::string(view(prefix)) + "' of element '" +
+                                                 std::string(view(local)) + "' is not declared; declare it with xmlns:" + std::string(view(prefix)));
       }
       reader.onStart(SaxElement(view(local), view(ns), attributes, attributeCount));
     });
@@ -96,8 +97,9 @@ struct SaxReader::Callbacks {
   static void onDoctype(void* self, const xmlChar* /*name*/, const xmlChar* /*publicId*/, const xmlChar* /*systemId*/) {
     guarded(self, [](SaxReader& reader) {
       throw Error(ErrorCode::DtdRefused,
-                  reader.where() + ": the document has a document type declaration (<!DOCTYPE>), which is refused; remove it, or give the address of the WSDL "
-                                   "itself if this is a web page");
+                  reader.where() +
+                      ": the document has a document type declaration (<!DOCTYPE>), which is refused; remove it, or give the address of the WSDL "
+                      "itself if this is a web page");
     });
   }
 
@@ -106,7 +108,8 @@ struct SaxReader::Callbacks {
     if (error->level != XML_ERR_FATAL || !callbacks.complaint.empty() || callbacks.thrown) return;
     try {
       callbacks.complaint = error->message == nullptr ? "not well-formed" : error->message;
-      while (!callbacks.complaint.empty() && (callbacks.complaint.back() == '\n' || callbacks.complaint.back() == ' ')) callbacks.complaint.pop_back();
+      while (!callbacks.complaint.empty() && (callbacks.complaint.back() == '\n' || callbacks.complaint.back() == ' '))
+        callbacks.complaint.pop_back();
       callbacks.complaintLine = error->line;
     } catch (...) {
       callbacks.thrown = std::current_exception();
@@ -143,13 +146,15 @@ void SaxReader::read(std::string_view bytes, const std::string& encoding) {
   // References in attribute values are only replaced when asked for; there are none but the five predefined ones without a DTD.
   const int options = XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_HUGE;
   const bool known = !encoding.empty() && xmlFindCharEncodingHandler(encoding.c_str()) != nullptr;
-  xmlDoc* const none = xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, known ? encoding.c_str() : nullptr, options);
+  xmlDoc* const none =
+      xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, known ? encoding.c_str() : nullptr, options);
   if (none != nullptr) xmlFreeDoc(none);
   context_ = nullptr;
   if (callbacks.thrown) std::rethrow_exception(callbacks.thrown);
   if (context->lastError.code == XML_ERR_NO_MEMORY) throw std::bad_alloc();
   if (context->wellFormed == 0) {
-    throw Error(ErrorCode::NotWellFormed, location_ + ", line " + std::to_string(callbacks.complaintLine) + ": the document is not well-formed XML (" +
+    throw Error(ErrorCode::NotWellFormed, location_ + ", line " + std::to_string(callbacks.complaintLine) +
+                                              ": the document is not well-formed XML (" +
                                               (callbacks.complaint.empty() ? std::string("it cannot be decoded") : callbacks.complaint) +
                                               "); check that this is the address of a WSDL");
   }
