@@ -93,7 +93,7 @@ Fetched Transport::fetch(const Location& location) {
 
 Fetched Transport::readFile(const Location& location) const {
   const auto fail = [&](const std::string& why) -> Error {
-    return Error(ErrorCode::FileUnreadable, location.text + ": the file cannot be read (" + why + "); check the path and its permissions");
+    return {ErrorCode::FileUnreadable, location.text + ": the file cannot be read (" + why + "); check the path and its permissions"};
   };
   std::error_code failed;
   const auto status = std::filesystem::status(location.text, failed);
@@ -175,7 +175,7 @@ Fetched Transport::get(const Location& first) {
       for (const std::string& header : options_.headers) {
         curl_slist* const longer = curl_slist_append(headers.get(), header.c_str());
         if (longer == nullptr) throw std::bad_alloc();
-        headers.release();
+        static_cast<void>(headers.release());  // it is the head of the longer one
         headers.reset(longer);
       }
       if (headers) curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers.get());
@@ -200,7 +200,7 @@ Fetched Transport::get(const Location& first) {
       throw Error(ErrorCode::LimitExceeded, name + ": the document is larger than " + std::to_string(limits_.documentBytes) +
                                                 " bytes; raise limits.document_bytes in the configuration file if that is right");
     }
-    const std::string why = detail[0] != '\0' ? detail : curl_easy_strerror(code);
+    const std::string why = name + ": " + (detail[0] != '\0' ? detail : curl_easy_strerror(code));
     switch (code) {
       case CURLE_OK:
         break;
@@ -208,11 +208,11 @@ Fetched Transport::get(const Location& first) {
         throw std::bad_alloc();
       case CURLE_COULDNT_RESOLVE_HOST:
       case CURLE_COULDNT_RESOLVE_PROXY:
-        throw Error(ErrorCode::Resolve, name + ": " + why + "; check the host name, or map the address to a local copy with a catalogue");
+        throw Error(ErrorCode::Resolve, why + "; check the host name, or map the address to a local copy with a catalogue");
       case CURLE_COULDNT_CONNECT:
-        throw Error(ErrorCode::Connect, name + ": " + why + "; check host and port, and whether a proxy is needed");
+        throw Error(ErrorCode::Connect, why + "; check host and port, and whether a proxy is needed");
       case CURLE_OPERATION_TIMEDOUT:
-        throw Error(ErrorCode::TimeOut, name + ": " + why + "; raise REQUEST_TIMEOUT or WSCP_CONNECT_TIMEOUT if the server is just slow");
+        throw Error(ErrorCode::TimeOut, why + "; raise REQUEST_TIMEOUT or WSCP_CONNECT_TIMEOUT if the server is just slow");
       case CURLE_SSL_CONNECT_ERROR:
       case CURLE_PEER_FAILED_VERIFICATION:
       case CURLE_SSL_CERTPROBLEM:
@@ -220,11 +220,11 @@ Fetched Transport::get(const Location& first) {
       case CURLE_SSL_CACERT_BADFILE:
       case CURLE_SSL_ISSUER_ERROR:
       case CURLE_SSL_ENGINE_INITFAILED:
-        throw Error(ErrorCode::Tls, name + ": " + why + "; check the certificates, or name the authority's file with WSCP_TLS_CA_FILE");
+        throw Error(ErrorCode::Tls, why + "; check the certificates, or name the authority's file with WSCP_TLS_CA_FILE");
       case CURLE_LOGIN_DENIED:
-        throw Error(ErrorCode::Authentication, name + ": " + why + "; check user, password and WSCP_AUTH");
+        throw Error(ErrorCode::Authentication, why + "; check user, password and WSCP_AUTH");
       default:
-        throw Error(ErrorCode::Transfer, name + ": " + why + "; try again, and check what lies between here and the server");
+        throw Error(ErrorCode::Transfer, why + "; try again, and check what lies between here and the server");
     }
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);

@@ -53,7 +53,7 @@ class Transport {
  private:
   struct Handle;
 
-  Fetched readFile(const Location& location) const;
+  [[nodiscard]] Fetched readFile(const Location& location) const;
   Fetched get(const Location& location);
 
   TransportOptions options_;

@@ -59,12 +59,12 @@ class ConfigReader {
   [[noreturn]] void mistyped(std::string_view name, const toml::node& node, const char* needed) const {
     throw Error(ErrorCode::BadConfig, where(node.source()) + ": the key '" + std::string(name) + "' needs " + needed);
   }
-  std::string text(std::string_view name, const toml::node& node) const {
+  [[nodiscard]] std::string text(std::string_view name, const toml::node& node) const {
     const auto value = node.value_exact<std::string>();
     if (!value) mistyped(name, node, "a string");
     return *value;
   }
-  const toml::table& section(std::string_view name, const toml::node& node) const {
+  [[nodiscard]] const toml::table& section(std::string_view name, const toml::node& node) const {
     if (!node.is_table()) mistyped(name, node, "a table");
     return *node.as_table();
   }
@@ -94,7 +94,7 @@ class ConfigReader {
       if (!token || value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos)
         mistyped(name, node, "a header's name and a value without line breaks");
       // An empty value needs a semicolon: with a colon the header is taken out.
-      options_.transport.headers.push_back(value.empty() ? name + ";" : name + ": " + value);
+      options_.transport.headers.push_back(name + (value.empty() ? ";" : ": ") + value);
     }
   }
 

@@ -127,6 +127,7 @@ bool isKnownOption(std::string_view name) {
 
 std::string nearestOption(std::string_view name) {
   std::vector<std::string_view> names;
+  names.reserve(kKnown.size());
   for (const Known& known : kKnown) names.push_back(known.name);
   return nearest(name, names);
 }

@@ -11,6 +11,9 @@ namespace qvx::wsdl {
 
 namespace {
 
+// How many operations of one name are compared with each other: nobody has more, and hostile documents must not cost more than their size.
+constexpr std::size_t kCompared = 32;
+
 bool matches(const Name& name, const std::string& wanted) {
   return name.local == wanted || name.text() == wanted;
 }
@@ -57,16 +60,15 @@ void Discovery::nameOperations() {
         continue;
       }
       bool twice = false;
-      const auto [from, to] = type.byName.equal_range(operation.name);
+      std::vector<std::size_t>& same = type.byName[operation.name];
       // More than a few signatures of one name are not compared: then each counts.
-      std::size_t compared = 0;
-      for (auto at = from; at != to && compared < 16 && !twice; ++at, ++compared) twice = sameMessages(kept[at->second], operation);
+      for (std::size_t i = 0; i < same.size() && i < kCompared && !twice; ++i) twice = sameMessages(kept[same[i]], operation);
       if (twice) {
         model.remarks.push_back(model.where(operation.place) + ": operation '" + std::string(operation.name) +
                                 "' stands twice; the first one counts");
         continue;
       }
-      if (from != to) {
+      if (!same.empty()) {
         std::string key;
         if (!operation.input.name.empty()) key = std::string(operation.name) + "." + std::string(operation.input.name);
         std::size_t& number = numbers.try_emplace(operation.name, 1).first->second;
@@ -74,7 +76,7 @@ void Discovery::nameOperations() {
         operation.key = model.texts.store(key);
       }
       type.byKey.emplace(operation.key, kept.size());
-      type.byName.emplace(operation.name, kept.size());
+      same.push_back(kept.size());
       kept.push_back(std::move(operation));
     }
     type.operations = std::move(kept);
@@ -109,17 +111,22 @@ void Discovery::select(const std::string& wantedService, const std::string& want
   }
   if (!wantedPort.empty()) {
     names.clear();
+    std::vector<std::string> owners;
     const Service* owner = nullptr;
     for (const Service* service : services_) {
       for (const Port& port : service->ports) {
         names.emplace_back(port.name);
-        if (owner == nullptr && matches({service->name.ns, port.name}, wantedPort)) {
-          owner = service;
-          onlyPort_ = &port;
-        }
+        if (!matches({service->name.ns, port.name}, wantedPort)) continue;
+        owners.push_back(service->name.text());
+        owner = service;
+        onlyPort_ = &port;
       }
     }
     if (owner == nullptr) throw Error(ErrorCode::UnknownName, model.documents[0] + ": no port '" + wantedPort + "' (WSCP_PORT); " + list(names));
+    if (owners.size() > 1) {
+      throw Error(ErrorCode::UnknownName, model.documents[0] + ": several services have a port '" + wantedPort +
+                                              "' (WSCP_PORT); choose one with WSCP_SERVICE, " + list(owners));
+    }
     services_ = {owner};
   }
 
@@ -229,7 +236,7 @@ std::string_view Discovery::styleOf(const Binding& binding) const {
   return other;
 }
 
-std::vector<Discovery::BoundView> Discovery::operations(const Binding& binding) {
+const std::vector<Discovery::BoundView>& Discovery::operations(const Binding& binding) {
   const auto [slot, fresh] = matched_.try_emplace(&binding);
   std::vector<BoundView>& views = slot->second;
   if (!fresh) return views;
@@ -238,6 +245,7 @@ std::vector<Discovery::BoundView> Discovery::operations(const Binding& binding) 
   if (type == nullptr) return views;
   const std::string_view fallback = binding.style.empty() ? std::string_view("document") : binding.style;
   std::unordered_set<std::size_t> taken;
+  std::unordered_map<std::string_view, std::size_t> firstFree;
   for (const BoundOperation& bound : binding.operations) {
     const auto leave = [&](const std::string& why) {
       model.remarks.push_back(model.where(bound.place) + ": operation '" + std::string(bound.name) + "' of binding '" + binding.name.text() +
@@ -248,29 +256,30 @@ std::vector<Discovery::BoundView> Discovery::operations(const Binding& binding) 
       leave("its style is '" + std::string(style) + "'");
       continue;
     }
-    const auto [from, to] = type->byName.equal_range(bound.name);
-    if (from == to) {
+    const auto found = type->byName.find(bound.name);
+    if (found == type->byName.end()) {
       leave("port type '" + type->name.text() + "' has no such operation");
       continue;
     }
+    const std::vector<std::size_t>& same = found->second;
+    std::size_t& first = firstFree[bound.name];
+    while (first < same.size() && taken.count(same[first]) != 0) ++first;
     std::optional<std::size_t> best;
-    bool bestFits = false;
-    for (auto at = from; at != to; ++at) {
-      if (taken.count(at->second) != 0) continue;
-      const Operation& operation = type->operations[at->second];
+    // The first one whose messages have the right names, else the first one.
+    for (std::size_t i = first; i < same.size() && i < first + kCompared; ++i) {
+      if (taken.count(same[i]) != 0) continue;
+      const Operation& operation = type->operations[same[i]];
       const bool fits = sameUse(bound.input.name, operation.input, operation.name, operation.output.present ? "Request" : "") &&
                         sameUse(bound.output.name, operation.output, operation.name, "Response");
-      // The table has no order: the first one in the document is wanted.
-      if (!best || (fits && !bestFits) || (fits == bestFits && at->second < *best)) {
-        best = at->second;
-        bestFits = fits;
-      }
+      if (!best || fits) best = same[i];
+      if (fits) break;
     }
     if (!best) {
       leave("it stands twice; the first one counts");
       continue;
     }
     taken.insert(*best);
+    boundAs_[&binding].emplace(&type->operations[*best], &bound);
     views.push_back({&bound, &type->operations[*best]});
   }
   return views;
@@ -317,29 +326,31 @@ std::vector<Discovery::Described> Discovery::describe(const Binding& binding, co
     throw Error(ErrorCode::UnknownName, all.documents[0] + ": no operation '" + name.text() + "' in interface '" + type->name.text() + "'");
   }
   const Operation& operation = type->operations[found->second];
-  const auto views = operations(binding);
-  const auto view = std::find_if(views.begin(), views.end(), [&](const BoundView& one) { return one.operation == &operation; });
+  operations(binding);
+  const auto& boundOperations = boundAs_[&binding];
+  const auto at = boundOperations.find(&operation);
   // What the interface has and the binding does not bind cannot be sent, so there is nothing to describe.
-  if (view == views.end()) return {};
+  if (at == boundOperations.end()) return {};
+  const BoundOperation& bound = *at->second;
   if (schemas_ == nullptr) schemas_ = std::make_unique<SchemaSet>(loaded_->documents);
 
   std::vector<Described> described;
-  const auto add = [&](const char* kind, const MessageUse& use, const BoundMessage* bound) {
+  const auto add = [&](const char* kind, const MessageUse& use, const BoundMessage* sides) {
     MessageShape shape;
     shape.version = binding.protocol == Protocol::Soap12 ? SoapVersion::Soap12 : SoapVersion::Soap11;
-    shape.isFault = bound == nullptr;
+    shape.isFault = sides == nullptr;
     const Message* const sent = message(use);
     shape.message = sent == nullptr ? QualifiedName{std::string(type->name.ns), std::string(operation.name)} : sent->name.owned();
-    if (sent != nullptr) shape.body = partsOf(*sent, bound);
-    if (bound != nullptr) {
-      for (const HeaderUse& header : bound->headers) {
-        const auto at = all.messageIndex.find(header.message);
-        if (at == all.messageIndex.end()) {
-          throw Error(ErrorCode::BadReference, all.where(view->bound->place) + ": a header of operation '" + std::string(operation.name) +
+    if (sent != nullptr) shape.body = partsOf(*sent, sides);
+    if (sides != nullptr) {
+      for (const HeaderUse& header : sides->headers) {
+        const auto defined = all.messageIndex.find(header.message);
+        if (defined == all.messageIndex.end()) {
+          throw Error(ErrorCode::BadReference, all.where(bound.place) + ": a header of operation '" + std::string(operation.name) +
                                                    "' uses the message '" + header.message.text() +
                                                    "', which is defined nowhere; define it, or check the prefix and the imports");
         }
-        for (const Part& part : all.messages[at->second].parts) {
+        for (const Part& part : all.messages[defined->second].parts) {
           if (part.name == header.part && !part.reference.empty())
             shape.headers.push_back({std::string(part.name), part.reference.owned(), part.isType});
         }
@@ -349,8 +360,8 @@ std::vector<Discovery::Described> Discovery::describe(const Binding& binding, co
     if (documentation.empty() && sent != nullptr) documentation = sent->documentation;
     described.push_back({kind, std::string(documentation), describeMessage(shape, *schemas_)});
   };
-  if (operation.input.present) add("Input", operation.input, &view->bound->input);
-  if (operation.output.present) add("Output", operation.output, &view->bound->output);
+  if (operation.input.present) add("Input", operation.input, &bound.input);
+  if (operation.output.present) add("Output", operation.output, &bound.output);
   for (const MessageUse& fault : operation.faults) add("Fault", fault, nullptr);
   return described;
 }

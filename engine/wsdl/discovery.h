@@ -50,7 +50,8 @@ class Discovery {
   [[nodiscard]] const PortType* interfaceOf(const Binding& binding) const;
   /// "document", or why the binding cannot be used: another style, or what kind it is.
   [[nodiscard]] std::string_view styleOf(const Binding& binding) const;
-  [[nodiscard]] std::vector<BoundView> operations(const Binding& binding);
+  /// Operations that can be used, in document order.
+  const std::vector<BoundView>& operations(const Binding& binding);
   /// Address of the first port that uses the binding; empty when there is none.
   [[nodiscard]] std::string_view addressOf(const Binding& binding) const;
   std::vector<Described> describe(const Binding& binding, const Name& operation);
@@ -74,6 +75,7 @@ class Discovery {
   std::unordered_map<Name, const Service*, NameHash> serviceIndex_;
   std::unordered_map<const Binding*, std::string_view> addresses_;
   std::unordered_map<const Binding*, std::vector<BoundView>> matched_;
+  std::unordered_map<const Binding*, std::unordered_map<const Operation*, const BoundOperation*>> boundAs_;
   const Port* onlyPort_ = nullptr;
   std::unique_ptr<SchemaSet> schemas_;
 };

@@ -77,7 +77,7 @@ struct PortType {
   std::string_view documentation;
   std::vector<Operation> operations;
   std::unordered_map<std::string_view, std::size_t> byKey;
-  std::unordered_multimap<std::string_view, std::size_t> byName;
+  std::unordered_map<std::string_view, std::vector<std::size_t>> byName;  ///< all that share a name, in document order
   Place place;
 };
 

@@ -8,6 +8,8 @@
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <limits>
 #include <memory>
@@ -72,7 +74,8 @@ struct SaxReader::Callbacks {
                                                   " attributes; raise limits.attributes in the configuration file if the document is right");
       }
       for (int i = 0; i < namespaceCount; ++i) {
-        reader.declarations_.push_back({std::string(view(namespaces[2 * i])), std::string(view(namespaces[2 * i + 1])), reader.depth_});
+        reader.declarations_.push_back(
+            {std::string(view(namespaces[std::ptrdiff_t{2} * i])), std::string(view(namespaces[std::ptrdiff_t{2} * i + 1])), reader.depth_});
       }
       if (prefix != nullptr && ns == nullptr) {
         throw Error(ErrorCode::BadReference, reader.where() + ": the prefix '" + std::string(view(prefix)) + "' of element '" +
@@ -171,9 +174,8 @@ std::string SaxReader::where() const {
 }
 
 std::optional<std::string_view> SaxReader::lookup(std::string_view prefix) const {
-  for (auto at = declarations_.rbegin(); at != declarations_.rend(); ++at) {
-    if (at->prefix == prefix) return at->ns;
-  }
+  const auto found = std::find_if(declarations_.rbegin(), declarations_.rend(), [&](const Declaration& one) { return one.prefix == prefix; });
+  if (found != declarations_.rend()) return found->ns;
   if (prefix.empty()) return std::string_view("");
   if (prefix == "xml") return xmlns::kXml;
   return std::nullopt;

@@ -16,9 +16,9 @@ namespace qvx {
 class TextPool {
  public:
   std::string_view store(std::string_view text) {
-    if (text.empty()) return {"", 0};
+    if (text.empty()) return "";
     if (left_ < text.size() + 1) {
-      left_ = std::max<std::size_t>(text.size() + 1, 64 * 1024);
+      left_ = std::max<std::size_t>(text.size() + 1, std::size_t{64} * 1024);
       blocks_.push_back(std::make_unique<char[]>(left_));
       next_ = blocks_.back().get();
     }

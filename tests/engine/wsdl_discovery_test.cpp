@@ -212,6 +212,10 @@ TEST(WsdlNarrowing, ShowsWhatAServiceOrAPortUses) {
                 "    - Binding.Namespace urn:t\n");
   EXPECT_EQ(engine.listing(main, {{"WSCP_SERVICE", "U"}}), "103: " + main + ": no service 'U' (WSCP_SERVICE); there are: {urn:t}S, {urn:t}T");
   EXPECT_EQ(engine.listing(main, {{"WSCP_SERVICE", "S"}, {"WSCP_PORT", "f"}}), "103: " + main + ": no port 'f' (WSCP_PORT); there are: d, e");
+  const std::string twice =
+      engine.write("b.wsdl", wsdl("<service name=\"S\">" + port("d", "D") + "</service><service name=\"T\">" + port("d", "D") + "</service>"));
+  EXPECT_EQ(engine.listing(twice, {{"WSCP_PORT", "d"}}),
+            "103: " + twice + ": several services have a port 'd' (WSCP_PORT); choose one with WSCP_SERVICE, there are: {urn:t}S, {urn:t}T");
 }
 
 TEST(WsdlParameters, FollowPartsHeadersAndMime) {
