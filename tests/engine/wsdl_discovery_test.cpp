@@ -190,6 +190,14 @@ TEST(WsdlDocuments, AreMappedByACatalogue) {
                "uri=\"../local/b.wsdl\"/></catalog>");
   const std::string config = engine.write("conf/ws.toml", "catalog = \"catalog.xml\"\n[limits]\ndocuments = 2\n");
   EXPECT_EQ(engine.listing(main, {{"WSCP_WSDL_CONFIG", config}}), kTop + kVersion + "Interface {urn:t}P\n");
+
+  // A catalogue that cannot be used maps nothing, which must not go unsaid; and none is fetched.
+  for (const std::string broken :
+       {"<catalog", "<html/>",
+        "<catalog xmlns=\"urn:oasis:names:tc:entity:xmlns:xml:catalog\"><nextCatalog catalog=\"http://h/c.xml\"/></catalog>"}) {
+    engine.write("conf/catalog.xml", broken);
+    EXPECT_EQ(engine.listing(main, {{"WSCP_WSDL_CONFIG", config}}).substr(0, 37), "102: The XML catalogue cannot be used") << broken;
+  }
 }
 
 TEST(WsdlNarrowing, ShowsWhatAServiceOrAPortUses) {
