@@ -3,6 +3,7 @@
 
 #include "names.h"
 #include "report.h"
+#include "wsclient.h"
 
 #include <string.h>
 
@@ -67,7 +68,7 @@ ProxyHandle createProxy(QvjniOptionCallback& option, QvjniLogCallback& log) {
   return ProxyHandle(proxy);
 }
 
-void ReportProxyError(const char* method, int32_t status, QvwlpResponse* response, QvbString& err) {
+void WebServiceClientImpl::ReportProxyError(const char* method, int32_t status, QvwlpResponse* response, QvbString& err) {
   if (status != qvwlpFailed) {
     setMessage(err, kMsgCallFailed, method, status);
     return;
@@ -118,7 +119,7 @@ bool ProxyCall::send(const char* responseTypes, QvjniInvokeCallback* callback) {
   const int32_t status =
       qvjniProxyCall(proxy_, callback, names::kProxyInterface, method_, responseTypes, count_, count_ > 0 ? cells_.data() : nullptr, &response_);
   if (status == qvwlpOk) return true;
-  ReportProxyError(method_, status, response_, err_);
+  WebServiceClientImpl::ReportProxyError(method_, status, response_, err_);
   return false;
 }
 

@@ -47,9 +47,6 @@ using ProxyHandle = std::unique_ptr<QvjniProxy, ProxyDestroyer>;
 /// Makes an instance of the web service proxy class. Null on failure; the proxy library has then told the log callback why.
 ProxyHandle createProxy(QvjniOptionCallback& option, QvjniLogCallback& log);
 
-/// Turns a call's failure into a message: 1725 with the proxy's own code and text, or 1726 with the status.
-void ReportProxyError(const char* method, int32_t status, QvwlpResponse* response, QvbString& err);
-
 /// Rows of a request.
 class RequestRows {
  public:

@@ -50,6 +50,8 @@ class WebServiceClientImpl final : public WebServiceClient {
   /// @return null on failure, with the message in `err`; the next call tries anew
   QvjniProxy* Connect(bool wsdlMode, QvbString& err);
   [[nodiscard]] QvlogLogger& getLogger() const { return *logger_; }
+  /// Turns a call's failure into a message: 1725 with the proxy's own code and text, or 1726 with the status.
+  static void ReportProxyError(const char* method, int32_t status, QvwlpResponse* response, QvbString& err);
 
  private:
   using ValueLists = IndexedMap<std::vector<QvbString>>;
