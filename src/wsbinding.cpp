@@ -2,7 +2,6 @@
 #include "wsbinding.h"
 
 #include "names.h"
-#include "proxy_call.h"
 #include "report.h"
 #include "wsdisc.h"
 #include "wsiface.h"
@@ -32,16 +31,11 @@ int32_t WebServiceBindingImpl::getOperationCount() {
 }
 
 bool WebServiceBindingImpl::discoverBinding(QvbString& err) {
-  QvjniProxy* proxy = discovery_.getProxy(err);
-  if (proxy == nullptr) return false;
-  ProxyCall call(proxy, names::kDiscoverBinding, err);
-  call.addInteger(discovery_.getHandle());
-  call.addText(name_.getNamespace());
-  call.addText(name_.getLocalName());
-  Answer answer;
-  if (!call.send(types::kRowsRows) || !answer.read(call, err) || !readOwnProperties(answer.rows(0), err)) return false;
-  ObjectStream stream(answer.rows(1));
-  return stream.readObjects(err, [&] { return readOperation(stream, err); }) && completeFromInterface(err);
+  return discovery_.ask(names::kDiscoverBinding, {&name_}, types::kRowsRows, err, [&](const Answer& answer) {
+    ObjectStream stream(answer.rows(1));
+    return readOwnProperties(answer.rows(0), err) && stream.readObjects(err, [&] { return readOperation(stream, err); }) &&
+           completeFromInterface(err);
+  });
 }
 
 bool WebServiceBindingImpl::readOwnProperties(QvwlpRowSet* rows, QvbString& err) {
@@ -149,19 +143,11 @@ WebServiceParameter* WSBindingOperation::parameter(Slot& slot, QvbString& err) {
 }
 
 void WSBindingOperation::discoverParameters(QvbString& err) {
-  QvjniProxy* proxy = discovery_.getProxy(err);
-  if (proxy == nullptr) return;
   const QName binding = binding_.getQName();
-  ProxyCall call(proxy, names::kDiscoverParameters, err);
-  call.addInteger(discovery_.getHandle());
-  call.addText(binding.getNamespace());
-  call.addText(binding.getLocalName());
-  call.addText(name_.getNamespace());
-  call.addText(name_.getLocalName());
-  Answer answer;
-  if (!call.send(types::kRows) || !answer.read(call, err)) return;
-  ObjectStream stream(answer.rows(0));
-  stream.readObjects(err, [&] { return readParameter(stream, err); });
+  discovery_.ask(names::kDiscoverParameters, {&binding, &name_}, types::kRows, err, [&](const Answer& answer) {
+    ObjectStream stream(answer.rows(0));
+    return stream.readObjects(err, [&] { return readParameter(stream, err); });
+  });
 }
 
 bool WSBindingOperation::readParameter(ObjectStream& stream, QvbString& err) {
@@ -171,7 +157,7 @@ bool WSBindingOperation::readParameter(ObjectStream& stream, QvbString& err) {
     setMessage(err, kMsgUnexpectedRow, static_cast<const char*>(names::kOperationParameter), static_cast<const char*>(names::kParameter));
     return false;
   }
-  std::unique_ptr<WebServiceParameterImpl> parameter(new (std::nothrow) WebServiceParameterImpl(discovery_, stream.row().qname()));
+  std::unique_ptr<WebServiceParameterImpl> parameter(new (std::nothrow) WebServiceParameterImpl(discovery_, *this, stream.row().qname()));
   if (parameter == nullptr) {
     setMessage(err, kMsgOutOfMemory);
     return false;

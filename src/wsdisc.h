@@ -4,6 +4,7 @@
 
 #include "answer.h"
 #include "object_map.h"
+#include "proxy_call.h"
 
 #include <qvb/string.h>
 #include <qvjni/qvjni.h>
@@ -11,6 +12,8 @@
 #include <qvws/WebServiceDiscovery.h>
 
 #include <stdint.h>
+
+#include <initializer_list>
 
 class WebServiceBindingImpl;
 class WebServiceClientImpl;
@@ -40,11 +43,28 @@ class WebServiceDiscoveryImpl final : public WebServiceDiscovery {
   bool parse(WebServiceClientImpl& client, const Answer& answer, QvbString& err);
 
   // For the objects it owns.
+  [[nodiscard]] WebServiceClientImpl* getClient() const { return client_; }
   [[nodiscard]] QvjniProxy* getProxy(QvbString& err);
   [[nodiscard]] int64_t getHandle() const { return handle_; }
   [[nodiscard]] QvlogLogger& getLogger() const;
   WebServiceInterfaceImpl* findInterface(const QName& name) { return interfaces_.find(name.toText()); }
   WebServiceBindingImpl* findBinding(const QName& name, QvbString* err);
+
+  /// Asks the proxy about something in this discovery: calls a method with the handle and the parts of the names, and lets `read` have the answer.
+  /// False with the message in `err`.
+  template <class Read>
+  bool ask(const char* method, std::initializer_list<const QName*> names, const char* responseTypes, QvbString& err, Read read) {
+    QvjniProxy* proxy = getProxy(err);
+    if (proxy == nullptr) return false;
+    ProxyCall call(proxy, method, err);
+    call.addInteger(handle_);
+    for (const QName* name : names) {
+      call.addText(name->getNamespace());
+      call.addText(name->getLocalName());
+    }
+    Answer answer;
+    return call.send(responseTypes) && answer.read(call, err) && read(answer);
+  }
 
  private:
   friend struct DiscoveryTestAccess;

@@ -2,7 +2,6 @@
 #include "wsiface.h"
 
 #include "names.h"
-#include "proxy_call.h"
 #include "report.h"
 #include "wsdisc.h"
 
@@ -19,16 +18,10 @@ WebServiceInterfaceImpl::~WebServiceInterfaceImpl() {
 }
 
 bool WebServiceInterfaceImpl::discoverInterface(QvbString& err) {
-  QvjniProxy* proxy = discovery_.getProxy(err);
-  if (proxy == nullptr) return false;
-  ProxyCall call(proxy, names::kDiscoverInterface, err);
-  call.addInteger(discovery_.getHandle());
-  call.addText(name_.getNamespace());
-  call.addText(name_.getLocalName());
-  Answer answer;
-  if (!call.send(types::kRowsRows) || !answer.read(call, err) || !readOwnProperties(answer.rows(0), err)) return false;
-  ObjectStream stream(answer.rows(1));
-  return stream.readObjects(err, [&] { return readOperation(stream, err); });
+  return discovery_.ask(names::kDiscoverInterface, {&name_}, types::kRowsRows, err, [&](const Answer& answer) {
+    ObjectStream stream(answer.rows(1));
+    return readOwnProperties(answer.rows(0), err) && stream.readObjects(err, [&] { return readOperation(stream, err); });
+  });
 }
 
 bool WebServiceInterfaceImpl::readOwnProperties(QvwlpRowSet* rows, QvbString& err) {

@@ -6,7 +6,7 @@
 #include "wsiface.h"
 
 WebServiceOperationImpl::WebServiceOperationImpl(WebServiceDiscoveryImpl& discovery, WebServiceInterfaceImpl& interface, const QName& name)
-    : interface_(interface), logger_(discovery.getLogger()), name_(name) {}
+    : discovery_(discovery), interface_(interface), logger_(discovery.getLogger()), name_(name) {}
 
 WebServiceInterface* WebServiceOperationImpl::getInterface() {
   return &interface_;

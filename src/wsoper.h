@@ -33,6 +33,7 @@ class WebServiceOperationImpl final : public WebServiceOperation {
   void setAddress(const QvbString& address) { address_ = address; }
 
  private:
+  [[maybe_unused]] WebServiceDiscoveryImpl& discovery_;
   WebServiceInterfaceImpl& interface_;
   QvlogLogger& logger_;
   QName name_;

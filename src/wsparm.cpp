@@ -4,8 +4,8 @@
 #include "names.h"
 #include "wsdisc.h"
 
-WebServiceParameterImpl::WebServiceParameterImpl(WebServiceDiscoveryImpl& discovery, const QName& name)
-    : logger_(discovery.getLogger()), name_(name) {}
+WebServiceParameterImpl::WebServiceParameterImpl(WebServiceDiscoveryImpl& discovery, WSBindingOperation& operation, const QName& name)
+    : discovery_(discovery), operation_(operation), logger_(discovery.getLogger()), name_(name) {}
 
 bool WebServiceParameterImpl::readProperties(ObjectStream& stream, QvbString& err) {
   using Self = WebServiceParameterImpl;

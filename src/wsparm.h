@@ -8,11 +8,12 @@
 #include <qvlog/qvlog.h>
 #include <qvws/WebServiceParameter.h>
 
+class WSBindingOperation;
 class WebServiceDiscoveryImpl;
 
 class WebServiceParameterImpl final : public WebServiceParameter {
  public:
-  WebServiceParameterImpl(WebServiceDiscoveryImpl& discovery, const QName& name);
+  WebServiceParameterImpl(WebServiceDiscoveryImpl& discovery, WSBindingOperation& operation, const QName& name);
   WebServiceParameterImpl(const WebServiceParameterImpl&) = delete;
   WebServiceParameterImpl& operator=(const WebServiceParameterImpl&) = delete;
   ~WebServiceParameterImpl() override = default;
@@ -28,6 +29,8 @@ class WebServiceParameterImpl final : public WebServiceParameter {
  private:
   friend struct ParameterTestAccess;
 
+  [[maybe_unused]] WebServiceDiscoveryImpl& discovery_;
+  [[maybe_unused]] WSBindingOperation& operation_;  // which owns it
   QvlogLogger& logger_;
   QName name_;
   QvbString documentation_;

@@ -2,7 +2,6 @@
 #include "wsservice.h"
 
 #include "names.h"
-#include "proxy_call.h"
 #include "report.h"
 #include "wsdisc.h"
 #include "wsiface.h"
@@ -19,16 +18,10 @@ WebServiceInterface* WebServiceServiceImpl::getInterface() {
 }
 
 bool WebServiceServiceImpl::discoverService(QvbString& err) {
-  QvjniProxy* proxy = discovery_.getProxy(err);
-  if (proxy == nullptr) return false;
-  ProxyCall call(proxy, names::kDiscoverService, err);
-  call.addInteger(discovery_.getHandle());
-  call.addText(name_.getNamespace());
-  call.addText(name_.getLocalName());
-  Answer answer;
-  if (!call.send(types::kRowsRows) || !answer.read(call, err) || !readOwnProperties(answer.rows(0), err)) return false;
-  ObjectStream stream(answer.rows(1));
-  return stream.readObjects(err, [&] { return readEndpoint(stream, err); });
+  return discovery_.ask(names::kDiscoverService, {&name_}, types::kRowsRows, err, [&](const Answer& answer) {
+    ObjectStream stream(answer.rows(1));
+    return readOwnProperties(answer.rows(0), err) && stream.readObjects(err, [&] { return readEndpoint(stream, err); });
+  });
 }
 
 bool WebServiceServiceImpl::readOwnProperties(QvwlpRowSet* rows, QvbString& err) {
