@@ -4,6 +4,7 @@
 
 #include <qvb/string.h>
 #include <qvws/qname.h>
+
 #include <stdint.h>
 
 class WebServiceOperation;

@@ -4,6 +4,7 @@
 
 #include <qvb/cursor.h>
 #include <qvb/string.h>
+
 #include <stdint.h>
 
 class WebServiceDiscovery;
@@ -21,14 +22,15 @@ class WebServiceInvokeCallback {
   ~WebServiceInvokeCallback() = default;
 };
 
-/// A client of web services: holds options, namespaces and values, and discovers or invokes. The order of the operations is part of the binary interface.
+/// A client of web services: holds options, namespaces and values, and discovers or invokes. The order of the operations is part of the binary
+/// interface.
 ///
-/// Names and texts are UTF-8 and are copied. A failing operation returns false or null and writes a message that begins with its number, "QVWS-1725: …";
-/// test the result, not the text, for some successful operations set the text to null and others leave it. Getters never touch an error text: on
+/// Names and texts are UTF-8 and are copied. A failing operation returns false or null and writes a message that begins with its number, "QVWS-1725:
+/// …"; test the result, not the text, for some successful operations set the text to null and others leave it. Getters never touch an error text: on
 /// failure they set their out value to null and return false.
 ///
-/// The first of Discover(), DiscoverURI(), Invoke() and Reset() connects: it makes the proxy and sends it the options and namespaces; what is set after that is not
-/// sent again. A failed connection is tried anew by the next of them. Its messages are
+/// The first of Discover(), DiscoverURI(), Invoke() and Reset() connects: it makes the proxy and sends it the options and namespaces; what is set
+/// after that is not sent again. A failed connection is tried anew by the next of them. Its messages are
 ///   - what the proxy logged while it was made, when it cannot be made; the lines are separated by "\r\n"
 ///   - 444   out of memory
 ///   - 768   a row was not taken

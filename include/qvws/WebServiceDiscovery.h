@@ -4,6 +4,7 @@
 
 #include <qvb/string.h>
 #include <qvws/qname.h>
+
 #include <stdint.h>
 
 class WebServiceBinding;
@@ -12,8 +13,8 @@ class WebServiceService;
 
 /// What a WSDL document describes: its services, bindings and interfaces. The order of the operations is part of the binary interface.
 ///
-/// Complete and read-only from the start. Nothing here waits, save release(). Indexes run from 0 in ascending order of the names' text forms. Pointers handed
-/// out live until release().
+/// Complete and read-only from the start. Nothing here waits, save release(). Indexes run from 0 in ascending order of the names' text forms.
+/// Pointers handed out live until release().
 ///
 /// @par Ownership  The caller's of WebServiceClient::Discover(), who ends it with release() while the client still lives.
 /// @par Threads    One thread at a time per client.

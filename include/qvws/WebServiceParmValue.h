@@ -3,6 +3,7 @@
 #define QVWS_WEBSERVICEPARMVALUE_H
 
 #include <qvb/string.h>
+
 #include <stdint.h>
 
 /// The kind of a parameter value.
