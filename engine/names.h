@@ -14,6 +14,7 @@ struct QualifiedName {
   std::string ns;
   std::string local;
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): seen in what the compiler makes of the defaulted operator
   friend auto operator<=>(const QualifiedName&, const QualifiedName&) = default;
   [[nodiscard]] bool empty() const noexcept { return local.empty(); }
   /// "{namespace}local", or the bare local name.

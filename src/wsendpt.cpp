@@ -6,8 +6,10 @@
 #include "wsdisc.h"
 #include "wsservice.h"
 
-WebServiceEndpointImpl::WebServiceEndpointImpl(WebServiceDiscoveryImpl& discovery, WebServiceServiceImpl& service, const QvbString& name)
-    : discovery_(discovery), service_(service), logger_(discovery.getLogger()), name_(name) {}
+#include <utility>
+
+WebServiceEndpointImpl::WebServiceEndpointImpl(WebServiceDiscoveryImpl& discovery, WebServiceServiceImpl& service, QvbString name)
+    : discovery_(discovery), service_(service), logger_(discovery.getLogger()), name_(std::move(name)) {}
 
 WebServiceBinding* WebServiceEndpointImpl::getBinding() {
   return binding_;

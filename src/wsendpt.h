@@ -14,7 +14,7 @@ class WebServiceServiceImpl;
 
 class WebServiceEndpointImpl final : public WebServiceEndpoint {
  public:
-  WebServiceEndpointImpl(WebServiceDiscoveryImpl& discovery, WebServiceServiceImpl& service, const QvbString& name);
+  WebServiceEndpointImpl(WebServiceDiscoveryImpl& discovery, WebServiceServiceImpl& service, QvbString name);
   WebServiceEndpointImpl(const WebServiceEndpointImpl&) = delete;
   WebServiceEndpointImpl& operator=(const WebServiceEndpointImpl&) = delete;
   ~WebServiceEndpointImpl() override = default;

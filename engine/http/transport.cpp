@@ -181,7 +181,7 @@ Fetched Transport::get(const Location& first) {
       if (headers) curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers.get());
       if (!options_.user.empty()) {
         const std::string& kind = options_.authentication;
-        long mask = https ? CURLAUTH_BASIC : CURLAUTH_ANY;
+        long mask = static_cast<long>(https ? CURLAUTH_BASIC : CURLAUTH_ANY);
         if (kind == "basic") mask = CURLAUTH_BASIC;
         if (kind == "digest") mask = CURLAUTH_DIGEST;
         if (kind == "ntlm") mask = CURLAUTH_NTLM;

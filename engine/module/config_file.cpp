@@ -94,7 +94,7 @@ class ConfigReader {
       if (!token || value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos)
         mistyped(name, node, "a header's name and a value without line breaks");
       // An empty value needs a semicolon: with a colon the header is taken out.
-      options_.transport.headers.push_back(name + (value.empty() ? ";" : ": ") + value);
+      options_.transport.headers.emplace_back(name).append(value.empty() ? ";" : ": ").append(value);
     }
   }
 

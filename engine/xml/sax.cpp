@@ -40,9 +40,9 @@ std::optional<std::string_view> SaxElement::attribute(std::string_view local, st
 }
 
 struct SaxReader::Callbacks {
-  explicit Callbacks(SaxReader& owner, xmlParserCtxt* parser) : reader(owner), context(parser) {}
+  explicit Callbacks(SaxReader& owner, xmlParserCtxt* parser) : target(owner), context(parser) {}
 
-  SaxReader& reader;
+  SaxReader& target;
   xmlParserCtxt* context;
   std::exception_ptr thrown;
   std::string complaint;
@@ -54,7 +54,7 @@ struct SaxReader::Callbacks {
     auto& callbacks = *static_cast<Callbacks*>(self);
     if (callbacks.thrown) return;
     try {
-      action(callbacks.reader);
+      action(callbacks.target);
     } catch (...) {
       callbacks.thrown = std::current_exception();
       xmlStopParser(callbacks.context);
