@@ -240,6 +240,7 @@ wsdl::Discovery& WebServiceClient::discovery(const QvwlpValue& handle) {
 
 void WebServiceClient::report(wsdl::Discovery& discovery) {
   for (const std::string& remark : discovery.takeRemarks()) host_.log(1, remark.c_str());
+  for (const std::string& warning : discovery.takeWarnings()) host_.log(2, warning.c_str());
 }
 
 }  // namespace qvx

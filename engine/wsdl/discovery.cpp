@@ -44,6 +44,7 @@ bool sameUse(std::string_view bound, const MessageUse& use, std::string_view ope
 Discovery::Discovery(std::unique_ptr<Loaded> loaded, const std::string& service, const std::string& port) : loaded_(std::move(loaded)) {
   nameOperations();
   select(service, port);
+  warnOfMissingMessages();
 }
 
 void Discovery::nameOperations() {
@@ -176,6 +177,28 @@ void Discovery::select(const std::string& wantedService, const std::string& want
     interfaceIndex_.emplace(type.name, &type);
   }
   for (const Service* service : services_) serviceIndex_.emplace(service->name, service);
+}
+
+// An operation can be listed without its messages, but not described: who lists is told, and may never ask for more.
+void Discovery::warnOfMissingMessages() {
+  constexpr std::size_t kMost = 20;
+  Model& model = loaded_->model;
+  const auto check = [&](const Operation& operation, const MessageUse& use) {
+    if (!use.present || use.message.empty() || model.messageIndex.count(use.message) != 0 || model.warnings.size() > kMost) return;
+    model.warnings.push_back(model.warnings.size() == kMost
+                                 ? model.documents[0] + ": further messages are defined nowhere"
+                                 : model.where(use.place) + ": the message '" + use.message.text() + "' of operation '" +
+                                       std::string(operation.name) +
+                                       "' is defined nowhere, so the operation cannot be described; define it, or check the "
+                                       "prefix and the imports");
+  };
+  for (const PortType* type : interfaces_) {
+    for (const Operation& operation : type->operations) {
+      check(operation, operation.input);
+      check(operation, operation.output);
+      for (const MessageUse& fault : operation.faults) check(operation, fault);
+    }
+  }
 }
 
 const PortType& Discovery::interface(const Name& name) const {
@@ -364,6 +387,10 @@ std::vector<Discovery::Described> Discovery::describe(const Binding& binding, co
   if (operation.output.present) add("Output", operation.output, &bound.output);
   for (const MessageUse& fault : operation.faults) add("Fault", fault, nullptr);
   return described;
+}
+
+std::vector<std::string> Discovery::takeWarnings() {
+  return std::exchange(loaded_->model.warnings, {});
 }
 
 std::vector<std::string> Discovery::takeRemarks() {

@@ -58,10 +58,12 @@ class Discovery {
 
   /// What was left out since the last time, one sentence each.
   std::vector<std::string> takeRemarks();
+  std::vector<std::string> takeWarnings();
 
  private:
   void nameOperations();
   void select(const std::string& service, const std::string& port);
+  void warnOfMissingMessages();
   [[nodiscard]] bool usable(const Binding& binding) const { return styleOf(binding) == "document"; }
   [[nodiscard]] const Message* message(const MessageUse& use) const;
   [[nodiscard]] std::vector<MessagePart> partsOf(const Message& message, const BoundMessage* bound) const;

@@ -144,7 +144,8 @@ struct Model {
   std::vector<Binding> bindings;
   std::vector<Service> services;
   std::unordered_map<Name, std::size_t, NameHash> messageIndex, portTypeIndex, bindingIndex, serviceIndex;
-  std::vector<std::string> remarks;  ///< what was left out, for the log
+  std::vector<std::string> remarks;   ///< what was left out, for the log
+  std::vector<std::string> warnings;  ///< what is listed although it is wrong
 
   [[nodiscard]] std::string where(const Place& place) const { return documents[place.document] + ", line " + std::to_string(place.line); }
 };

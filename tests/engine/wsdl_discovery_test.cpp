@@ -58,7 +58,8 @@ const Case kCases[] = {
      "WSCP_ADDRESS http://h/x\n"
      "Service {urn:t}S\n  Interface.Name P\n  Interface.Namespace urn:t\n  Endpoint X -\n    - Binding.Name B\n    - Binding.Namespace urn:t\n",
      ""},
-    {"EmptyActionAndNoAction", portType("P", op("A") + op("B")) + binding("B", "P", bound("A", "soapAction=\"\"") + bound("B"), "<soap12:binding/>"),
+    {"EmptyActionAndNoAction",
+     kMessages + portType("P", op("A") + op("B")) + binding("B", "P", bound("A", "soapAction=\"\"") + bound("B"), "<soap12:binding/>"),
      "Interface {urn:t}P\n  Operation urn:t A\n  Operation urn:t B\n"
      "Binding {urn:t}B\n  Style document\n  Interface.Name P\n  Interface.Namespace urn:t\n  Operation urn:t A\n    - WSCP_ACTION \n  Operation "
      "urn:t B\n",
@@ -82,11 +83,15 @@ const Case kCases[] = {
      "Interface {urn:t}P\n  Operation urn:t A\n  Operation urn:t B\n"
      "Binding {urn:t}D\n  Style document\n  Interface.Name P\n  Interface.Namespace urn:t\n  Operation urn:t A\n",
      "operation 'B' of binding '{urn:t}D' is left out, because its style is 'rpc'"},
+    {"MissingMessageIsSaid", portType("P", op("A")) + binding("B", "P", ""),
+     "Interface {urn:t}P\n  Operation urn:t A\nBinding {urn:t}B\n  Style document\n  Interface.Name P\n  Interface.Namespace urn:t\n",
+     "line 4: the message '{urn:t}In' of operation 'A' is defined nowhere"},
     {"OverloadsGetNames",
-     portType("P",
-              "<operation name=\"A\"><input name=\"one\" message=\"t:In\"/></operation><operation name=\"A\"><input name=\"two\" "
-              "message=\"t:In\"/></operation>"
-              "<operation name=\"A\"><input message=\"t:Out\"/></operation><operation name=\"A.2\"/>") +
+     kMessages +
+         portType("P",
+                  "<operation name=\"A\"><input name=\"one\" message=\"t:In\"/></operation><operation name=\"A\"><input name=\"two\" "
+                  "message=\"t:In\"/></operation>"
+                  "<operation name=\"A\"><input message=\"t:Out\"/></operation><operation name=\"A.2\"/>") +
          binding("D", "P",
                  "<operation name=\"A\"><soap:operation soapAction=\"2\"/><input name=\"two\"/></operation>"
                  "<operation name=\"A\"><soap:operation soapAction=\"1\"/><input name=\"one\"/></operation>"
