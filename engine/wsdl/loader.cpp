@@ -64,6 +64,12 @@ void load(const Location& address, Transport& transport, const LocationMap& map,
       throw Error(ErrorCode::UnresolvedImport, importedBy() + " cannot be followed: " + error.what() +
                                                    ". Put the document there, or map it to a local copy with a catalogue in the configuration file");
     }
+    // A redirect may lead to a document that is here already under its own name.
+    if (const auto same = known.find(fetched.location.text); same != known.end()) {
+      out.documents[pending.from].references.emplace(pending.reference.location, same->second);
+      known.emplace(pending.location.text, same->second);
+      continue;
+    }
     total += fetched.bytes->size();
     if (total > limits.totalBytes) {
       throw Error(ErrorCode::LimitExceeded, printable(pending.location) + ": all documents together are larger than " +

@@ -98,7 +98,15 @@ TEST_F(Transport, FollowsRedirectsOnlyWhenAllowed) {
   server.Get("/one", [](const httplib::Request&, httplib::Response& response) { response.set_redirect("/two"); });
   server.Get("/two", [](const httplib::Request&, httplib::Response& response) { response.set_redirect("/ws", 308); });
   server.Get("/file", [](const httplib::Request&, httplib::Response& response) { response.set_redirect("file:///etc/hostname"); });
+  server.Get("/self", [](const httplib::Request&, httplib::Response& response) {
+    response.set_content("<definitions xmlns=\"http://schemas.xmlsoap.org/wsdl/\"><import location=\"again\"/><portType name=\"P\"/></definitions>",
+                         "text/xml");
+  });
+  server.Get("/again", [](const httplib::Request&, httplib::Response& response) { response.set_redirect("/self"); });
   const std::string root = start();
+  // One document under two names is read once: nothing in it stands twice.
+  EXPECT_EQ(engine.listing(root + "/self", {{"WSCP_REDIRECTS", "1"}}), "Version 1.1\nInterface {}P\n");
+  EXPECT_EQ(engine.logged, std::vector<std::string>());
   EXPECT_EQ(engine.listing(root + "/one"), "209: " + root + "/one: the server answered with HTTP status 302, a redirect to " + root +
                                                "/two; give that address, or allow redirects with WSCP_REDIRECTS");
   EXPECT_EQ(engine.listing(root + "/one", {{"WSCP_REDIRECTS", "1"}}).substr(0, 4), "209:");
