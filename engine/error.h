@@ -30,6 +30,7 @@ enum class ErrorCode : std::int32_t {
   Redirect = 209,           ///< a redirect was refused
   Transfer = 210,           ///< the transfer broke off
   Cancelled = 211,          ///< the caller stopped the call
+  FileUnwritable = 212,     ///< a file for an output cannot be written
   // Understanding a document.
   NotWellFormed = 301,       ///< not well-formed XML
   NotWsdl = 302,             ///< XML, but no WSDL document

@@ -4,7 +4,7 @@
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # What every build needs, and the certificates that https is verified with. Tests and the demo's tools come with install_missing's arguments.
-build_packages=(g++ cmake ninja-build libxml2-dev libcurl4-openssl-dev libsodium-dev libtomlplusplus-dev libcli11-dev nlohmann-json3-dev
+build_packages=(g++ cmake ninja-build libxml2-dev libcurl4-openssl-dev libssl-dev libsodium-dev libtomlplusplus-dev libcli11-dev nlohmann-json3-dev
   libcpp-httplib-dev pkg-config ca-certificates)
 
 die() {

@@ -2,6 +2,7 @@
 #ifndef QVX_HTTP_TRANSPORT_H
 #define QVX_HTTP_TRANSPORT_H
 
+#include "http/exchange.h"
 #include "http/location.h"
 #include "xml/sax.h"
 
@@ -49,6 +50,12 @@ class Transport {
   void trust(const std::string& origin) { trusted_ = origin; }
   /// @throw Error with a code of the 200s, or LimitExceeded
   Fetched fetch(const Location& location);
+
+  /// Posts a body and hands the answer to a sink. Sends at most once: a request whose answer was lost is never sent again.
+  /// Answers of any status reach the sink; it is for the caller to judge them. Redirects with 307 and 308 are followed as the options allow.
+  /// @param[in] watch  asked while this waits; null = never
+  /// @throw Error Cancelled when the watch says so, within 250 ms, with the connection dropped; other codes of the 200s; what source and sink throw
+  void exchange(const Exchange& call, ReplySink& sink, Watch* watch);
 
  private:
   struct Handle;

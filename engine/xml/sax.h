@@ -19,6 +19,7 @@ struct Limits {
   std::size_t depth = 200;
   std::size_t attributes = 1000;
   std::size_t documents = 1000;
+  std::size_t replyBytes = std::size_t{256} << 20;  ///< of a reply's values that are kept in memory, together
 };
 
 /// A start tag; valid while it is being reported.
