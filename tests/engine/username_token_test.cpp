@@ -26,9 +26,10 @@ std::string made(const UsernameToken& token) {
 }
 
 std::string between(const std::string& text, const std::string& open, const std::string& close) {
-  const std::size_t from = text.find(open);
-  if (from == std::string::npos) return "not found: " + open;
-  return text.substr(from + open.size(), text.find(close, from) - from - open.size());
+  const std::size_t at = text.find(open);
+  if (at == std::string::npos) return "not found: " + open;
+  const std::size_t from = at + open.size();
+  return text.substr(from, text.find(close, from) - from);
 }
 
 long long milliseconds(const std::string& time) {
@@ -69,7 +70,7 @@ TEST(UsernameToken, makesAFreshDigestEachTime) {
   for (int i = 0; i < 20; ++i) {
     const std::string text = made(token);
     EXPECT_EQ(text.find("mustUnderstand"), std::string::npos);
-    EXPECT_EQ(text.find("geh"), std::string::npos);
+    EXPECT_EQ(text.find("eim\u00FC"), std::string::npos);
     EXPECT_NE(text.find("<wsse:Username>anna</wsse:Username>"), std::string::npos);
     const std::string nonce = between(text, "wss-soap-message-security-1.0#Base64Binary\">", "</wsse:Nonce>");
     const std::string created = between(text, "</wsse:Nonce><wsu:Created>", "</wsu:Created></wsse:UsernameToken>");
