@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "answer.h"
 
-#include "proxy_call.h"
-
 bool Answer::read(const ProxyCall& call, QvbString& err) {
   if (qvwlpResponse_parameters(call.response(), &parameters_) == qvwlpOk) return true;
   setMessage(err, kMsgOutOfMemory);
@@ -19,6 +17,12 @@ QvwlpRowSet* Answer::rows(int32_t parameter) const {
   if (parameter >= parameters_.count) return nullptr;
   const QvwlpValue& cell = parameters_.cells[parameter];
   return cell.type == qvwlpRowSet && cell.present != 0 ? cell.data.rowSet : nullptr;
+}
+
+RowSetHandle Answer::takeRows(int32_t parameter) {
+  RowSetHandle taken(rows(parameter));
+  if (taken != nullptr) parameters_.cells[parameter].data.rowSet = nullptr;
+  return taken;
 }
 
 const QvwlpValue* AnswerRow::cell(int32_t column) const {
@@ -41,7 +45,14 @@ bool AnswerRow::is(int32_t column, std::string_view word) const {
   return value != nullptr && value->length >= 0 && std::string_view(value->data.text, static_cast<size_t>(value->length)) == word;
 }
 
-AnswerRows::AnswerRows(QvwlpRowSet* rows) : rows_(rows), count_(rows != nullptr ? qvwlpRowSet_getRows(rows) : 0) {}
+AnswerRows::AnswerRows(QvwlpRowSet* rows) : rows_(rows) {
+  recount();
+}
+
+int32_t AnswerRows::recount() {
+  count_ = rows_ != nullptr ? qvwlpRowSet_getRows(rows_) : 0;
+  return count_;
+}
 
 bool AnswerRows::fetch(QvbString& err) {
   if (qvwlpRowSet_nextRow(rows_, &row_.row_) == qvwlpOk) return true;

@@ -52,6 +52,11 @@ class IndexedMap {
     return map_.extract(map_.begin());
   }
 
+  void clear() {
+    position_ = -1;
+    map_.clear();
+  }
+
   /// The entry at a position in key order; the end when there is none.
   iterator at(int32_t index) {
     if (index < 0 || index >= count()) return map_.end();

@@ -59,7 +59,6 @@ class WebServiceClientImpl final : public WebServiceClient {
   struct OptionRecord;
   struct LogRecord;
   struct Credentials;
-  friend struct ClientTestAccess;  // fills the response values, which only an invocation does
 
   ~WebServiceClientImpl() override;
 
@@ -77,6 +76,12 @@ class WebServiceClientImpl final : public WebServiceClient {
   void credentialsFromOptions(Credentials& credentials);
   bool findOption(const char* name, QvbString& text);
 
+  bool sendParameters(QvjniProxy* proxy, QvbString& err);
+  bool addRequestValues(ProxyCall& call);
+  bool storeOutputs(QvwlpRowSet* rowSet, QvbString& err);
+  bool storeResponseValues(QvwlpRowSet* rowSet, QvbString& err);
+
+  static void appendValue(ValueLists& lists, const QvbString& name, const QvbString& value);
   static bool firstValue(ValueLists& lists, const QvbString& name, QvbString& value);
   static bool valueAt(ValueLists& lists, const QvbString& name, int32_t index, QvbString& value);
   static bool bind(Bindings& bindings, const QvbString& name, WebServiceParmValue* value, int32_t direction, QvbString& err);
