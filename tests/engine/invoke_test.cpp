@@ -244,7 +244,7 @@ TEST_F(Invoke, RefusesBeforeAnythingIsSent) {
   for (const Row& row : file("p")) twice.push_back(row);
   const Case cases[] = {
       {"/etc/passwd", {}, fine, {}, 202, "endpoint"},
-      {"http://h/{x", {}, fine, {}, 106, "11"},
+      {"http://h/{x", {}, fine, {}, 106, "position 10"},
       {"http://h/{x}", {}, fine, {{"y", "1"}}, 106, "'y'"},
       {"http://h/", {}, fine, {{"y", "1"}}, 106, "it has none"},
       {"http://h/", {}, fine, {{"HTTP_HEADER/X", "a\r\nEvil: 1"}}, 106, "HTTP_HEADER/X"},
