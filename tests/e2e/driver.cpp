@@ -96,8 +96,7 @@ class Driver {
     client_ = qvwsCreateWebServiceClient(&err);
     require(client_ != nullptr, err);
     for (const auto& [name, value] : part(job, "options").items()) require(client_->SetOption(text(name), text(value), err), err);
-    for (const auto& [prefix, uri] : part(job, "namespaces").items())
-      require(client_->AddNamespace(text(prefix), text(uri), err), err);
+    for (const auto& [prefix, uri] : part(job, "namespaces").items()) require(client_->AddNamespace(text(prefix), text(uri), err), err);
   }
   Driver(const Driver&) = delete;
   Driver& operator=(const Driver&) = delete;
@@ -139,8 +138,7 @@ class Driver {
       }
     }
     for (const json& input : part(one, "inputs")) bind(&WebServiceClient::SetInputParmValue, input);
-    for (const json& output : part(one, "outputs"))
-      outputs_.emplace_back(output["name"], bind(&WebServiceClient::SetOutputParmValue, output));
+    for (const json& output : part(one, "outputs")) outputs_.emplace_back(output["name"], bind(&WebServiceClient::SetOutputParmValue, output));
   }
 
   /// The value is the client's afterwards, and lives until it is reset.
@@ -161,8 +159,9 @@ class Driver {
     QvbString err;
     const Clock::time_point start = Clock::now();
     const bool succeeded = client_->Invoke(&watch, err);
-    json result{{"ok", succeeded}, {"elapsedMs", millisecondsSince(start)}, {"descriptors", descriptors()}};
+    json result{{"ok", succeeded}, {"elapsedMs", millisecondsSince(start)}};
     watch.tell(result);
+    result["descriptors"] = descriptors();
     if (!succeeded) result["err"] = shown(err);
     for (const auto& [name, value] : outputs_) {
       QvbString stored;
