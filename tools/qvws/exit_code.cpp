@@ -13,17 +13,65 @@ struct Cause {
 
 constexpr Cause kCauses[] = {
     {ExitCode::Success, "success"},
-    {ExitCode::Usage, "usage: a wrong command line, or an option's value that cannot be used"},
-    {ExitCode::SetUp, "set-up: the configuration, the stored credentials or the engine cannot be used"},
-    {ExitCode::Transport, "transport: a file cannot be read, a server not reached, or it answered with an error"},
-    {ExitCode::Refused, "refused: the server wants other credentials, or TLS failed"},
-    {ExitCode::Document, "document: not a WSDL document, not well-formed, or one that refers to what is not there"},
-    {ExitCode::Name, "name: nothing of that name, or several things"},
-    {ExitCode::Style, "style: no binding can be used, only style \"document\" can"},
-    {ExitCode::Service, "service: the service answered with a fault, or with something not understood"},
-    {ExitCode::Output, "output: standard output cannot be written"},
-    {ExitCode::Internal, "internal: out of memory, or an error in this program"},
+    {ExitCode::Internal, "internal: out of memory, an error in this program, or standard output cannot be written"},
+    {ExitCode::Usage, "usage: a wrong command line, option or configuration file"},
+    {ExitCode::Wsdl, "WSDL: it cannot be read or understood, or has no style that can be used (only \"document\" can)"},
+    {ExitCode::Name, "name: nothing of that name, or several things; no port, or several"},
+    {ExitCode::Input, "input: data or files of the call that cannot be used, or an output file that cannot be written"},
+    {ExitCode::Connect, "connect: a server cannot be found or reached, or the transfer broke off"},
+    {ExitCode::TimeOut, "time-out"},
+    {ExitCode::Tls, "TLS: it failed, or a certificate was refused"},
+    {ExitCode::Authentication, "authentication: the server or the HTTP proxy refused the credentials"},
+    {ExitCode::HttpStatus, "HTTP: another status that is no success, or a redirect that was refused"},
+    {ExitCode::Fault, "fault: the service answered with a SOAP fault"},
+    {ExitCode::Reply, "reply: it is not understood or beyond a limit"},
+    {ExitCode::Credentials, "credentials: the stored ones cannot be used"},
+    {ExitCode::Engine, "engine: it is missing or cannot be loaded"},
+    {ExitCode::Cancelled, "cancelled with Ctrl-C"},
 };
+
+/// Codes of the engine; one that stands in no row is internal.
+struct EngineCodes {
+  int first;
+  int last;
+  ExitCode discovering;
+  ExitCode invoking;
+};
+
+constexpr EngineCodes kEngineCodes[] = {
+    {101, 102, ExitCode::Usage, ExitCode::Usage},
+    {103, 103, ExitCode::Name, ExitCode::Name},
+    {104, 104, ExitCode::Usage, ExitCode::Usage},
+    {106, 106, ExitCode::Usage, ExitCode::Input},
+    {201, 201, ExitCode::Wsdl, ExitCode::Input},
+    {202, 202, ExitCode::Wsdl, ExitCode::Usage},  // the address of a call can be given
+    {203, 204, ExitCode::Connect, ExitCode::Connect},
+    {205, 205, ExitCode::Tls, ExitCode::Tls},
+    {206, 206, ExitCode::TimeOut, ExitCode::TimeOut},
+    {207, 207, ExitCode::HttpStatus, ExitCode::HttpStatus},
+    {208, 208, ExitCode::Authentication, ExitCode::Authentication},
+    {209, 209, ExitCode::HttpStatus, ExitCode::HttpStatus},
+    {210, 210, ExitCode::Connect, ExitCode::Connect},
+    {211, 211, ExitCode::Cancelled, ExitCode::Cancelled},
+    {212, 212, ExitCode::Input, ExitCode::Input},
+    {300, 399, ExitCode::Wsdl, ExitCode::Reply},
+    {401, 401, ExitCode::Fault, ExitCode::Fault},
+    {402, 402, ExitCode::Reply, ExitCode::Reply},
+};
+
+/// Messages of the library, in which the engine has no part.
+struct MessageCode {
+  int message;
+  ExitCode code;
+};
+
+constexpr MessageCode kMessageCodes[] = {
+    {1442, ExitCode::Usage},       {1774, ExitCode::Wsdl},  {1776, ExitCode::Wsdl},        {1777, ExitCode::Wsdl},
+    {1778, ExitCode::Usage},       {1779, ExitCode::Wsdl},  {1801, ExitCode::Wsdl},        {2101, ExitCode::Credentials},
+    {2102, ExitCode::Credentials}, {2103, ExitCode::Usage}, {2104, ExitCode::Credentials},
+};
+
+constexpr std::string_view kPrefix = "QVWS-";
 
 /// The number that follows `prefix` in a text; -1 when it is not there.
 int numberAfter(std::string_view text, std::string_view prefix) {
@@ -32,34 +80,6 @@ int numberAfter(std::string_view text, std::string_view prefix) {
   int number = -1;
   std::from_chars(text.data() + at + prefix.size(), text.data() + text.size(), number);
   return number;
-}
-
-ExitCode ofEngine(int code) {
-  switch (code) {
-    case 101:
-    case 104:
-    case 106:
-      return ExitCode::Usage;
-    case 102:
-      return ExitCode::SetUp;
-    case 103:
-      return ExitCode::Name;
-    case 205:
-    case 208:
-      return ExitCode::Refused;
-    default:
-      break;
-  }
-  switch (code / 100) {
-    case 2:
-      return ExitCode::Transport;
-    case 3:
-      return ExitCode::Document;
-    case 4:
-      return ExitCode::Service;
-    default:
-      return ExitCode::Internal;
-  }
 }
 
 }  // namespace
@@ -73,31 +93,23 @@ std::string exitCodeHelp() {
   return help;
 }
 
-ExitCode exitCodeOf(std::string_view message) {
-  constexpr std::string_view kPrefix = "QVWS-";
+int engineCodeOf(std::string_view message) {
+  if (message.substr(0, kPrefix.size()) != kPrefix || numberAfter(message, kPrefix) != 1725) return -1;
+  return numberAfter(message, " failed with code ");
+}
+
+ExitCode exitCodeOf(std::string_view message, Doing doing) {
   // What has no number is what the engine's creation reported.
-  if (message.substr(0, kPrefix.size()) != kPrefix) return ExitCode::SetUp;
-  switch (numberAfter(message, kPrefix)) {
-    case 1725:
-      return ofEngine(numberAfter(message, " failed with code "));
-    case 1442:
-    case 1778:
-      return ExitCode::Usage;
-    case 2101:
-    case 2102:
-    case 2103:
-    case 2104:
-      return ExitCode::SetUp;
-    case 1774:
-    case 1776:
-    case 1777:
-    case 1779:
-      return ExitCode::Document;
-    case 1801:
-      return ExitCode::Style;
-    default:
-      return ExitCode::Internal;
+  if (message.substr(0, kPrefix.size()) != kPrefix) return ExitCode::Engine;
+  const int engineCode = engineCodeOf(message);
+  for (const EngineCodes& codes : kEngineCodes) {
+    if (engineCode >= codes.first && engineCode <= codes.last) return doing == Doing::Discovering ? codes.discovering : codes.invoking;
   }
+  const int number = numberAfter(message, kPrefix);
+  for (const MessageCode& row : kMessageCodes) {
+    if (number == row.message) return row.code;
+  }
+  return ExitCode::Internal;
 }
 
 }  // namespace qvwscli

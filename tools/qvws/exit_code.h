@@ -8,27 +8,37 @@
 
 namespace qvwscli {
 
-/// What the program ends with. Scripts depend on the numbers: none is ever given another meaning. 1 is left out, because a shell, a wrapper and a
-/// runtime that gives up use it for anything.
+/// What the program ends with. Scripts depend on the numbers: none is ever given another meaning.
 enum class ExitCode : int {
   Success = 0,
+  Internal = 1,
   Usage = 2,
-  SetUp = 3,
-  Transport = 4,
-  Refused = 5,
-  Document = 6,
-  Name = 7,
-  Style = 8,
-  Service = 9,
-  Output = 10,
-  Internal = 70
+  Wsdl = 3,
+  Name = 4,
+  Input = 5,
+  Connect = 6,
+  TimeOut = 7,
+  Tls = 8,
+  Authentication = 9,
+  HttpStatus = 10,
+  Fault = 11,
+  Reply = 12,
+  Credentials = 13,
+  Engine = 14,
+  Cancelled = 130
 };
 
 /// The exit codes with their causes, a line each, for `--help`.
 std::string exitCodeHelp();
 
+/// What the program was at when a message came: a file that cannot be read is the description in one case, a parameter's value in the other.
+enum class Doing { Discovering, Invoking };
+
+/// The engine's code in a message 1725; -1 in any other.
+int engineCodeOf(std::string_view message);
+
 /// The exit code for a message of the library, told by its number and, for message 1725, by the engine's code in it.
-ExitCode exitCodeOf(std::string_view message);
+ExitCode exitCodeOf(std::string_view message, Doing doing = Doing::Discovering);
 
 /// A failure on its way to main(): what the user reads, and what the program ends with.
 class Failure : public std::runtime_error {

@@ -11,27 +11,15 @@
 namespace qvwscli {
 namespace {
 
-QvbString text(std::string_view bytes) {
-  return {bytes.data(), static_cast<std::int32_t>(bytes.size())};
-}
-
 void require(bool succeeded, const QvbString& err) {
   if (!succeeded) throw Failure(exitCodeOf(view(err)), std::string(view(err)));
-}
-
-std::pair<std::string_view, std::string_view> split(const std::string& pair, const char* option, const char* form) {
-  const std::size_t at = pair.find('=');
-  // The text itself is not repeated: what has no name may be a secret.
-  if (at == std::string::npos)
-    throw Failure(ExitCode::Usage, std::string(option) + " wants " + form + ", and there is no \"=\" in what it was given");
-  const std::string_view whole = pair;
-  return {whole.substr(0, at), whole.substr(at + 1)};
 }
 
 /// Options that a command line may not carry: passwords, and what has an argument of its own.
 void checkOption(std::string_view key) {
   if (key.empty()) throw Failure(ExitCode::Usage, "--option wants KEY=VALUE, and the key is empty");
-  if (key == "WSCP_ADDRESS") throw Failure(ExitCode::Usage, "WSCP_ADDRESS is not set by --option: it is the argument WSDL");
+  if (key == "WSCP_ADDRESS")
+    throw Failure(ExitCode::Usage, "WSCP_ADDRESS is not set by --option: it is the argument WSDL, or --address where there is one");
   const std::size_t password = key.find("PASS");
   if (password == std::string_view::npos) return;
   throw Failure(ExitCode::Usage,
@@ -45,12 +33,25 @@ void checkOption(std::string_view key) {
                     std::string(key.substr(0, password)) + "DOMAIN=LABEL");
 }
 
-/// A URL with "user:password@" before its host has a password in it.
-void checkAddress(std::string_view wsdl) {
-  if (wsdl.empty()) throw Failure(ExitCode::Usage, "the argument WSDL is empty: give a file or a URL");
-  const std::size_t scheme = wsdl.find("://");
+}  // namespace
+
+QvbString text(std::string_view bytes) {
+  return {bytes.data(), static_cast<std::int32_t>(bytes.size())};
+}
+
+std::pair<std::string_view, std::string_view> split(const std::string& pair, const char* option, const char* form) {
+  const std::size_t at = pair.find('=');
+  // The text itself is not repeated: what has no name may be a secret.
+  if (at == std::string::npos)
+    throw Failure(ExitCode::Usage, std::string(option) + " wants " + form + ", and there is no \"=\" in what it was given");
+  const std::string_view whole = pair;
+  return {whole.substr(0, at), whole.substr(at + 1)};
+}
+
+void checkUrl(std::string_view url) {
+  const std::size_t scheme = url.find("://");
   if (scheme == std::string_view::npos) return;
-  const std::string_view authority = wsdl.substr(scheme + 3, wsdl.find_first_of("/?#", scheme + 3) - (scheme + 3));
+  const std::string_view authority = url.substr(scheme + 3, url.find_first_of("/?#", scheme + 3) - (scheme + 3));
   const std::size_t at = authority.rfind('@');
   if (at != std::string_view::npos && authority.substr(0, at).find(':') != std::string_view::npos) {
     throw Failure(ExitCode::Usage,
@@ -58,8 +59,6 @@ void checkAddress(std::string_view wsdl) {
                   "store user and password in the credentials file and give their label: --option WSCP_DOMAIN=LABEL");
   }
 }
-
-}  // namespace
 
 void complain(const std::string& message) {
   std::string out = "qvws: ";
@@ -74,11 +73,19 @@ void complain(const std::string& message) {
   (void)std::fwrite(out.data(), 1, out.size(), stderr);
 }
 
-Session::Session(const Request& request) {
-  checkAddress(request.wsdl);
+Client::Client() {
   QvbString err;
   client_.reset(qvwsCreateWebServiceClient(&err));
   require(client_ != nullptr, err);
+}
+
+void Client::setOption(const char* name, const QvbString& value) {
+  QvbString err;
+  require(client_->SetOption(name, value, err), err);
+}
+
+void Client::tell(const Request& request) {
+  QvbString err;
   for (const std::string& option : request.options) {
     const auto [key, value] = split(option, "--option", "KEY=VALUE");
     checkOption(key);
@@ -89,8 +96,35 @@ Session::Session(const Request& request) {
     if (uri.empty()) throw Failure(ExitCode::Usage, "--namespace wants PREFIX=URI, and the URI is empty");
     require(client_->AddNamespace(text(prefix), text(uri), err), err);
   }
-  require(client_->SetOption("WSCP_ADDRESS", text(request.wsdl), err), err);
-  discovery_.reset(client_->Discover(err));
+}
+
+void Client::logIn(const Login& login, const std::string& prefix) {
+  if (!login.user.isNull()) {
+    setOption((prefix + "USER").c_str(), login.user);
+    setOption((prefix + "PASS").c_str(), login.password);
+  }
+  if (!login.domain.isNull()) setOption((prefix + "DOMAIN").c_str(), login.domain);
+}
+
+Session::Session(const Request& request, const Login& login) {
+  if (request.wsdl.empty()) throw Failure(ExitCode::Usage, "the argument WSDL is empty: give a file or a URL");
+  checkUrl(request.wsdl);
+  try {
+    discover(request, {});
+  } catch (const Failure& failure) {
+    // The login is meant for the service, which may be elsewhere: the description's server gets it only when it asks.
+    if (!login.isGiven() || failure.code() != ExitCode::Authentication) throw;
+    discover(request, login);
+  }
+}
+
+void Session::discover(const Request& request, const Login& login) {
+  client_.emplace();
+  client_->tell(request);
+  client_->logIn(login);
+  client_->setOption("WSCP_ADDRESS", text(request.wsdl));
+  QvbString err;
+  discovery_.reset((*client_)->Discover(err));
   require(discovery_ != nullptr, err);
 }
 
