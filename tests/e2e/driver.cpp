@@ -35,6 +35,13 @@ json shown(const QvbString& value) {
   return value.isNull() ? json() : json(std::string(value.asCstr(), static_cast<std::size_t>(value.length())));
 }
 
+/// What an object has under a key; nothing when it has none.
+const json& part(const json& object, const char* key) {
+  static const json kNothing;
+  const auto found = object.find(key);
+  return found == object.end() ? kNothing : *found;
+}
+
 void require(bool succeeded, const QvbString& err) {
   if (!succeeded) throw std::runtime_error(err.asCstr());
 }
@@ -88,9 +95,8 @@ class Driver {
     QvbString err;
     client_ = qvwsCreateWebServiceClient(&err);
     require(client_ != nullptr, err);
-    for (const auto& [name, value] : job.value("options", json::object()).items()) require(client_->SetOption(text(name), text(value), err), err);
-    for (const auto& [prefix, uri] : job.value("namespaces", json::object()).items())
-      require(client_->AddNamespace(text(prefix), text(uri), err), err);
+    for (const auto& [name, value] : part(job, "options").items()) require(client_->SetOption(text(name), text(value), err), err);
+    for (const auto& [prefix, uri] : part(job, "namespaces").items()) require(client_->AddNamespace(text(prefix), text(uri), err), err);
   }
   Driver(const Driver&) = delete;
   Driver& operator=(const Driver&) = delete;
@@ -123,7 +129,7 @@ class Driver {
       outputs_.clear();
       require(client_->Reset(err), err);
     }
-    for (const auto& [name, values] : one.value("requestValues", json::object()).items()) {
+    for (const auto& [name, values] : part(one, "requestValues").items()) {
       bool first = true;
       for (const json& value : values) {
         require(std::exchange(first, false) ? client_->SetRequestValue(text(name), text(value), err)
@@ -131,9 +137,8 @@ class Driver {
                 err);
       }
     }
-    for (const json& input : one.value("inputs", json::array())) bind(&WebServiceClient::SetInputParmValue, input);
-    for (const json& output : one.value("outputs", json::array()))
-      outputs_.emplace_back(output["name"], bind(&WebServiceClient::SetOutputParmValue, output));
+    for (const json& input : part(one, "inputs")) bind(&WebServiceClient::SetInputParmValue, input);
+    for (const json& output : part(one, "outputs")) outputs_.emplace_back(output["name"], bind(&WebServiceClient::SetOutputParmValue, output));
   }
 
   /// The value is the client's afterwards, and lives until it is reset.
@@ -154,8 +159,9 @@ class Driver {
     QvbString err;
     const Clock::time_point start = Clock::now();
     const bool succeeded = client_->Invoke(&watch, err);
-    json result{{"ok", succeeded}, {"elapsedMs", millisecondsSince(start)}, {"descriptors", descriptors()}};
+    json result{{"ok", succeeded}, {"elapsedMs", millisecondsSince(start)}};
     watch.tell(result);
+    result["descriptors"] = descriptors();
     if (!succeeded) result["err"] = shown(err);
     for (const auto& [name, value] : outputs_) {
       QvbString stored;
@@ -187,10 +193,15 @@ json run(const json& job) {
     Driver driver(job);
     if (job.contains("uri")) result["uri"] = driver.uriVariables(job["uri"]);
     result["calls"] = json::array();
-    for (const json& one : job.value("calls", json::array())) driver.call(one, result["calls"]);
+    for (const json& one : part(job, "calls")) driver.call(one, result["calls"]);
   }
   result["descriptorsAfter"] = descriptors();
   result["peakKiB"] = std::stol(peakKiB());
+#if defined(__SANITIZE_ADDRESS__)
+  result["sanitized"] = true;
+#else
+  result["sanitized"] = false;
+#endif
   return result;
 }
 
