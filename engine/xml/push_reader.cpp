@@ -240,9 +240,10 @@ struct PushReader::State {
   static void onComplaint(void* self, ParserComplaint error) {
     auto& state = *static_cast<State*>(self);
     if (state.thrown || !state.complaint.empty()) return;
-    // What breaks the rules of namespaces is no fatal error to the parser. Undeclared prefixes are looked at elsewhere.
-    const bool broken = error->level == XML_ERR_FATAL ||
-                        (error->level == XML_ERR_ERROR && error->domain == XML_FROM_NAMESPACE && error->code != XML_NS_ERR_UNDEFINED_NAMESPACE);
+    // What breaks the rules of namespaces is no fatal error to the parser. Undeclared prefixes are looked at elsewhere; a namespace need not be a
+    // URI.
+    const bool ofNamespaces = error->domain == XML_FROM_NAMESPACE && error->code >= XML_NS_ERR_XML_NAMESPACE && error->code <= XML_NS_ERR_COLON;
+    const bool broken = error->level == XML_ERR_FATAL || (ofNamespaces && error->code != XML_NS_ERR_UNDEFINED_NAMESPACE);
     if (!broken) return;
     try {
       state.complaint = complaintText(*error);
