@@ -10,6 +10,7 @@ import subprocess
 import tempfile
 import threading
 import unittest
+from xml.etree import ElementTree
 
 BIN = pathlib.Path(os.environ["QVWS_BIN"])
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -49,7 +50,7 @@ class Case(unittest.TestCase):
         return str(path)
 
     def run_program(self, *arguments, program="qvws", env=(), **more):
-        done = subprocess.run([BIN / program, *map(str, arguments)], env=self.env | dict(env), capture_output="stdout" not in more, timeout=60, **more)
+        done = subprocess.run([BIN / program, *[a if isinstance(a, bytes) else str(a) for a in arguments]], env=self.env | dict(env), capture_output="stdout" not in more, timeout=60, **more)
         self.assertNotIn(b"Sanitizer", done.stderr or b"", done.stderr)
         return done
 
@@ -273,6 +274,139 @@ class Names(Case):
     def test_similar_names_come_first(self):
         text = self.fail_with(4, ["similar", "GetOrder"], "describe", ORDERS, "getorder")
         self.assertNotIn("PlaceOrder", text)
+
+
+SOAP = {"1.1": "http://schemas.xmlsoap.org/soap/envelope/", "1.2": "http://www.w3.org/2003/05/soap-envelope"}
+ORDER = """<o:placeOrder xmlns:o="http://example.com/orders/types"><o:order{}><o:customer>{}</o:customer>{}</o:order></o:placeOrder>"""
+# Optional things of every sort: alone, as a group, of a base, of another namespace, of an abstract type; a choice, a recursion, a wildcard.
+MANY = """<xs:schema targetNamespace="urn:t" xmlns:b="urn:b" elementFormDefault="qualified"><xs:import namespace="urn:b"/><xs:element name="ping"><xs:complexType><xs:sequence>
+<xs:element name="a" type="xs:string"/><xs:element name="when" type="xs:date" minOccurs="0"/><xs:element name="addr" type="b:Addr"/><xs:element ref="b:note"/>
+<xs:sequence minOccurs="0"><xs:element name="g1" type="xs:int"/><xs:element name="g2" type="xs:int"/><xs:element name="g3" type="xs:int" minOccurs="0"/></xs:sequence>
+<xs:choice><xs:element name="c1" type="xs:string"/><xs:element name="c2" type="xs:string"/></xs:choice><xs:element name="d" type="t:Base"/><xs:element name="n" type="t:Node"/>
+<xs:element name="l" type="xs:string" minOccurs="2" maxOccurs="9"/><xs:any minOccurs="1" namespace="##other"/></xs:sequence><xs:attribute name="o" type="xs:string"/><xs:attribute name="r" use="required" type="xs:string"/></xs:complexType></xs:element>
+<xs:complexType name="Base" abstract="true"><xs:sequence><xs:element name="b1" type="xs:string"/><xs:element name="b2" minOccurs="0" type="xs:string"/></xs:sequence></xs:complexType>
+<xs:complexType name="Derived"><xs:complexContent><xs:extension base="t:Base"><xs:sequence><xs:element name="d1" minOccurs="0" type="xs:string"/><xs:element name="d2" type="xs:string" nillable="true"/></xs:sequence></xs:extension></xs:complexContent></xs:complexType>
+<xs:complexType name="Node"><xs:sequence><xs:element name="v" type="xs:string"/><xs:element name="n" type="t:Node" minOccurs="0" maxOccurs="unbounded"/></xs:sequence></xs:complexType></xs:schema>
+<xs:schema targetNamespace="urn:b" elementFormDefault="qualified"><xs:element name="note" type="xs:string"/><xs:complexType name="Addr"><xs:sequence><xs:element name="street" minOccurs="0" type="xs:string"/>
+<xs:element name="city" type="xs:string"/></xs:sequence></xs:complexType></xs:schema>"""
+
+
+def payload_of(envelope):
+    """The name of the envelope's namespace and the canonical body's content."""
+    root = ElementTree.fromstring(envelope)
+    body = root.find("{*}Body")
+    return root.tag[1:].split("}")[0], "".join(ElementTree.canonicalize(ElementTree.tostring(e), strip_text=True, rewrite_prefixes=True) for e in body)
+
+
+class Sample(Case):
+    def test_envelope(self):
+        text = self.succeed("sample", ORDERS, "GetOrder")
+        self.assertIn(text, self.succeed("describe", "--sample", ORDERS, "GetOrder"))
+        there = self.object("sample", "--json", ORDERS, NS + "GetOrder")
+        self.assertEqual(there, {"operation": NS + "GetOrder", "soapVersion": "1.1", "address": "http://127.0.0.1:8080/orders",
+                                 "action": "http://example.com/orders/GetOrder", "envelope": text})
+
+    def test_ports(self):
+        two = wsdl("A", "B", types=PING)
+        path = self.write("two.wsdl", two)
+        self.succeed("sample", path, "Ping")  # of either port: they are the same
+        both = self.write("both.wsdl", two.replace("xmlns:s=", 'xmlns:s12="http://schemas.xmlsoap.org/wsdl/soap12/" xmlns:s=').replace('address location="http://127.0.0.1:9/B"', 'address location="http://127.0.0.1:9/B12"'))
+        text = pathlib.Path(both).read_text()
+        at = text.index('<binding name="BBinding"')
+        end = text.index("</binding>", at)
+        pathlib.Path(both).write_text(text[:at] + text[at:end].replace("<s:", "<s12:") + text[end:])
+        for verb in ("sample", "call"):
+            listed = self.fail_with(4, ["several ports", "--service '{urn:t}S' --port 'A' --soap 1.1", "--port 'B' --soap 1.2"], verb, both, "Ping")
+            self.assertEqual(len(listed.splitlines()), 3)
+        for choice, soap, address in (("--port=A", "1.1", "/A"), ("--soap=1.2", "1.2", "/B12"), ("--soap=1.1", "1.1", "/A")):
+            there = self.object("sample", "--json", both, "Ping", choice, "--service={urn:t}S")
+            self.assertEqual((there["soapVersion"], there["address"][18:], SOAP[soap] in there["envelope"]), (soap, address, True))
+        self.assertEqual(self.object("sample", "--json", both, "BBinding/Ping")["action"], "urn:B")
+        for words, arguments in ((["--port 'A' --soap 1.1"], ["Ping", "--port=A", "--soap=1.2"]), (["Nope"], ["Ping", "--port=Nope"]), (["Nope"], ["Ping", "--service=Nope"]), (["similar", "Ping"], ["Pin"])):
+            with self.subTest(arguments):
+                self.fail_with(4, words, "sample", both, *arguments)
+
+
+class Payload(Case):
+    """What "call -n" prints."""
+    def payload(self, *arguments, note=(), **more):
+        done = self.run_program("call", "-n", *arguments, **more)
+        self.assertEqual(done.returncode, 0, done.stderr.decode())
+        noted = re.sub(r"(?s)^.*given: *|\n.*$", "", done.stderr.decode()).split()
+        self.assertEqual(noted, list(note))
+        return payload_of(done.stdout)
+
+    def assert_payload(self, expected, *arguments, **more):
+        self.assertEqual(self.payload(*arguments, **more)[1], ElementTree.canonicalize(expected, strip_text=True, rewrite_prefixes=True))
+
+    def test_values(self):
+        line = "<o:line><o:article>{}</o:article><o:quantity>{}</o:quantity>{}</o:line>".format
+        file = self.write("customer", 'Ann & "<Bo>"\n')
+        for values, expected, note in (
+                ([], ORDER.format("", "text", line("text", 1, "")), ["order/customer", "order/line/article", "order/line/quantity"]),
+                (["order/customer=A&B=c", "order/@currency=U\"S", "order/deliverBy=x"], ORDER.format(' currency="U&quot;S"', "A&amp;B=c", "<o:deliverBy>x</o:deliverBy>" + line("text", 1, "")), ["order/line/article", "order/line/quantity"]),
+                (["order/customer=", "order/line/article=a", "order/line/article=b", "order/line/quantity=2", "order/line/price=3", "order/line/article=c"],
+                 ORDER.format("", "", line("a", 1, "") + line("b", 2, "<o:price>3</o:price>") + line("c", 1, "")), ["order/line/quantity"]),
+                ([f"{TYPES}order/{TYPES}customer=@{file}", "order/line:=<ns1:article>x</ns1:article><q:z/>", "order/line:=<ns1:line>y</ns1:line>"],
+                 ORDER.format("", 'Ann &amp; "&lt;Bo&gt;"\n', '<o:line><o:article>x</o:article><q:z xmlns:q="urn:q"/></o:line><o:line>y</o:line>'), [])):
+            with self.subTest(values):
+                self.assert_payload(expected, ORDERS, "PlaceOrder", "--namespace=q=urn:q", *[word for value in values for word in ("-p", value)], note=note)
+
+    def test_optional_things(self):
+        path = self.write("many.wsdl", wsdl("A", types=MANY))
+        least = ["@r", "a", "addr/city", "note", "c1", "d/b1", "d/d2", "n/v", "l", "any"]
+        self.assertNotRegex(self.payload(path, "Ping", note=least)[1], "when|street|g1|b2|d1")
+        text = self.payload(path, "Ping", "-p", "g2=7", "-p", "l=x", "-p", "n/n/v=1", "-p", "l=y", "-p", "l=z", "-p", "any:=<w/>", "-p", "@r=1", note=[*least[1:4], "g1", *least[4:8]])[1]
+        self.assertRegex(text, r"1</\S+g1><\S+g2>7<")
+        self.assertEqual((re.findall(r":l>(\w)</", text), "g3" in text, text.endswith("<n0:w></n0:w></n1:ping>")), (["x", "y", "z"], False, True))
+
+    def test_least_payloads_are_valid(self):
+        for operation in ("PlaceOrder", "GetOrder", "CancelOrder"):
+            envelope = self.run_program("call", "-n", ORDERS, operation).stdout.decode()
+            payload = self.write("payload.xml", re.search(r"(?s)Body>\s*(.*\S)\s*</", envelope).group(1).rsplit("</", 1)[0])
+            schema = self.write("schema.xsd", self.object("describe", "--json", "--parameters", ORDERS, operation)["input"]["schema"])
+            checked = subprocess.run(["xmllint", "--noout", "--schema", schema, payload], capture_output=True)
+            self.assertEqual(checked.returncode, 0, checked.stderr.decode())
+
+    def test_data(self):
+        payload = f'<getOrder xmlns="{TYPES[1:-1]}"><number>AB-000001</number></getOrder>'
+        latin = f'<?xml version="1.0" encoding="ISO-8859-1"?><!-- x -->{payload.replace("AB", "Ä")}'.encode("latin-1")
+        envelope = self.succeed("sample", ORDERS, "GetOrder")
+        self.assert_payload(payload, ORDERS, "GetOrder", "-d", self.write("a.xml", "\ufeff<?xml version='1.0'?>\n" + payload))
+        self.assert_payload(payload, ORDERS, "GetOrder", "-d-", input=payload.encode())
+        self.assert_payload(payload.replace("AB", "Ä"), ORDERS, "GetOrder", "-d", self.write("l.xml", latin))
+        self.assertEqual(self.succeed("call", "-n", ORDERS, "GetOrder", "-d", self.write("e.xml", envelope)), envelope)
+        header = self.succeed("call", "-n", ORDERS, "GetOrder", "-pnumber=1", "--namespace=h=urn:h", "--header-xml", self.write("h.xml", "<h:a/><h:b/>"))
+        self.assertEqual([e.tag for e in ElementTree.fromstring(header).find("{*}Header")], ["{urn:h}a", "{urn:h}b"])
+
+    def test_refusals(self):
+        write = self.write
+        xml = write("a.xml", f'<a xmlns="{TYPES[1:-1]}"/>')
+        for code, words, arguments in (
+                (2, ["NAME=VALUE"], ["-p", "number"]),
+                (2, ["-d", "-p"], ["-d", xml, "-pnumber=1"]),
+                (2, ["standard input"], ["-d-", "--header-xml=-"]),
+                (2, ["PREFIX=URI"], ["--namespace=p"]),
+                (2, ["--password-file"], ["--password-file=x"]),
+                (2, ["--wss"], ["--wss=text"]),
+                (2, ["--user", "--auth-domain"], ["--user=u", "--auth-domain=d"]),
+                (2, ["terminal", "--password-file"], ["--user=u"]),
+                (2, ["every user of the machine"], ["--address=http://u:p@h/"]),
+                (5, ["-p x", "number"], ["-p", "x=1"]),
+                (5, ["-p number/x", "number"], ["-p", "number/x=1"]),
+                (5, ["-p number", "twice"], ["-pnumber=1", "-pnumber=2"]),
+                (5, ["-p number", "0xFF"], ["-p", b"number=\xff"]),
+                (5, ["missing"], ["-p", f"number=@{self.folder}/missing"]),
+                (5, ["-p number"], ["-p", "number:=</number><number>"]),
+                (5, ["-p number", "nope"], ["-p", "number:=<nope:x/>"]),
+                (5, ["document type"], ["-d", write("d.xml", f"<!DOCTYPE getOrder []><getOrder xmlns='{TYPES[1:-1]}'/>")]),
+                (5, [TYPES + "getOrder", TYPES + "a"], ["-d", xml]),
+                (5, ["half.xml", "line 2"], ["-d", write("half.xml", "<a>\n<b></a>")]),
+                (5, ["missing.xml"], ["-d", self.folder / "missing.xml"]),
+                (5, ["password file"], ["--user=u", "--password-file", self.folder / "missing"]),
+                (13, ["label"], ["--auth-domain=label"])):
+            with self.subTest(arguments=arguments):
+                self.fail_with(code, words, "call", "-n", ORDERS, "GetOrder", *arguments, start_new_session=True, stdin=subprocess.DEVNULL)
 
 
 class Terminal(Case):

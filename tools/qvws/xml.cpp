@@ -63,11 +63,11 @@ std::string declarations(const Namespaces& namespaces) {
 }
 
 Document parseContent(std::string& text, const Namespaces& namespaces, const std::string& where) {
-  // With a declaration or a byte order mark it is a document, and perhaps in another encoding.
   constexpr std::string_view kMark = "\xEF\xBB\xBF";
   if (text.compare(0, kMark.size(), kMark) == 0) text.erase(0, kMark.size());
-  if (text.compare(0, 5, "<?xml") == 0 || text.compare(0, 2, "\xFE\xFF") == 0 || text.compare(0, 2, "\xFF\xFE") == 0) {
-    text = standAlone(xmlDocGetRootElement(parse(text, where).get()));
+  // With these it is a document, perhaps in another encoding, and no mere content.
+  for (const std::string_view begin : {"<?xml", "<!DOCTYPE", "\xFE\xFF", "\xFF\xFE"}) {
+    if (text.compare(0, begin.size(), begin) == 0) text = standAlone(xmlDocGetRootElement(parse(text, where).get()));
   }
   Document document = parse("<content" + declarations(namespaces) + ">" + text + "</content>", where);
   const xmlError* error = xmlGetLastError();
