@@ -21,6 +21,16 @@ QvwlpRowSet* Answer::rows(int32_t parameter) const {
   return cell.type == qvwlpRowSet && cell.present != 0 ? cell.data.rowSet : nullptr;
 }
 
+OwnRows Answer::takeRows(int32_t parameter) {
+  OwnRows taken(rows(parameter));
+  if (taken != nullptr) parameters_.cells[parameter].data.rowSet = nullptr;
+  return taken;
+}
+
+void RowSetDestroyer::operator()(QvwlpRowSet* rows) const noexcept {
+  qvwlpRowSet_destroy(rows);
+}
+
 const QvwlpValue* AnswerRow::cell(int32_t column) const {
   if (column > row_.count) return nullptr;
   const QvwlpValue* cell = row_.cells + (column - 1);
@@ -41,7 +51,13 @@ bool AnswerRow::is(int32_t column, std::string_view word) const {
   return value != nullptr && value->length >= 0 && std::string_view(value->data.text, static_cast<size_t>(value->length)) == word;
 }
 
-AnswerRows::AnswerRows(QvwlpRowSet* rows) : rows_(rows), count_(rows != nullptr ? qvwlpRowSet_getRows(rows) : 0) {}
+AnswerRows::AnswerRows(QvwlpRowSet* rows) : rows_(rows) {
+  recount();
+}
+
+void AnswerRows::recount() {
+  count_ = rows_ != nullptr ? qvwlpRowSet_getRows(rows_) : 0;
+}
 
 bool AnswerRows::fetch(QvbString& err) {
   if (qvwlpRowSet_nextRow(rows_, &row_.row_) == qvwlpOk) return true;

@@ -11,6 +11,7 @@
 
 #include <stdint.h>
 
+#include <memory>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,11 @@
 // null.
 
 class ProxyCall;
+
+struct RowSetDestroyer {
+  void operator()(QvwlpRowSet* rows) const noexcept;
+};
+using OwnRows = std::unique_ptr<QvwlpRowSet, RowSetDestroyer>;
 
 /// The parameters of an answer, valid as long as its call.
 class Answer {
@@ -29,6 +35,8 @@ class Answer {
   [[nodiscard]] int64_t integer(int32_t parameter) const;
   /// A row set; null when there is none.
   [[nodiscard]] QvwlpRowSet* rows(int32_t parameter) const;
+  /// Takes a row set out of the response: from then on the caller ends it. Null when there is none.
+  OwnRows takeRows(int32_t parameter);
 
  private:
   QvwlpParameters parameters_{nullptr, 0};
@@ -58,6 +66,8 @@ class AnswerRows {
   AnswerRows() = default;
   explicit AnswerRows(QvwlpRowSet* rows);
   [[nodiscard]] int32_t count() const { return count_; }
+  /// Takes the number of rows anew.
+  void recount();
   [[nodiscard]] const AnswerRow& row() const { return row_; }
   /// Makes the next row the current one. False with 444.
   bool fetch(QvbString& err);

@@ -46,6 +46,10 @@ class IndexedMap {
     position_ = -1;
     return map_.erase(entry);
   }
+  void clear() {
+    position_ = -1;
+    map_.clear();
+  }
   /// Takes the first entry out, so that it ends outside of the map.
   typename Map::node_type takeFirst() {
     position_ = -1;

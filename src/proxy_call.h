@@ -81,6 +81,8 @@ class ProxyCall {
   void addText(const QvbString& text) { cells_.at(static_cast<size_t>(count_++)) = cell::text(text); }
   /// Adds a row set with these columns; its rows follow. False with 444.
   bool addRows(const char* columnTypes);
+  /// Adds the place of a row set that is absent.
+  void addNoRows() { cells_.at(static_cast<size_t>(count_++)) = cell::absent(qvwlpRowSet); }
   bool addRow(std::initializer_list<QvwlpValue> cells) { return rows_.add(cells, err_); }
   /// Keeps a text alive as long as the call.
   const QvbString& keep(QvbString text) { return kept_.emplace_back(std::move(text)); }

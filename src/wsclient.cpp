@@ -3,7 +3,6 @@
 
 #include "names.h"
 #include "report.h"
-#include "wsuri.h"
 
 #include <qvws/qvws.h>
 
@@ -42,9 +41,7 @@ WebServiceClientImpl::~WebServiceClientImpl() {
 
 bool WebServiceClientImpl::AddRequestValue(const QvbString& name, const QvbString& value, QvbString& err) {
   err.setNull();
-  std::vector<QvbString> single{value};
-  const auto [entry, added] = requestValues_.tryEmplace(name, std::move(single));
-  if (!added) entry->second.push_back(value);
+  append(requestValues_, name, value);
   return true;
 }
 
@@ -82,6 +79,13 @@ bool WebServiceClientImpl::bind(Bindings& bindings, const QvbString& name, WebSe
 
 void WebServiceClientImpl::unbindAll(Bindings& bindings) {
   while (!bindings.empty()) bindings.takeFirst();
+}
+
+// The list is made with its first value in it: a name always has one.
+void WebServiceClientImpl::append(ValueLists& lists, const QvbString& name, const QvbString& value) {
+  std::vector<QvbString> single{value};
+  const auto [entry, added] = lists.tryEmplace(name, std::move(single));
+  if (!added) entry->second.push_back(value);
 }
 
 bool WebServiceClientImpl::firstValue(ValueLists& lists, const QvbString& name, QvbString& value) {
@@ -175,20 +179,4 @@ bool WebServiceClientImpl::AddNamespace(const QvbString& prefix, const QvbString
   }
   binding->second = uri;
   return true;
-}
-
-// Calls are not built yet: until they are, they fail as a proxy without these methods would.
-bool WebServiceClientImpl::Invoke(WebServiceInvokeCallback* /*callback*/, QvbString& err) {
-  setMessage(err, kMsgCallFailed, static_cast<const char*>(names::kInvoke), static_cast<int32_t>(qvwlpNoSuchMethod));
-  return false;
-}
-
-bool WebServiceClientImpl::Reset(QvbString& err) {
-  setMessage(err, kMsgCallFailed, static_cast<const char*>(names::kReset), static_cast<int32_t>(qvwlpNoSuchMethod));
-  return false;
-}
-
-QvbStringCursor* WebServiceClientImpl::DiscoverURI(const QvbString& /*uri*/, QvbString& err) {
-  setMessage(err, kMsgCallFailed, static_cast<const char*>(names::kDiscoverUri), static_cast<int32_t>(qvwlpNoSuchMethod));
-  return nullptr;
 }

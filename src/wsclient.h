@@ -58,8 +58,8 @@ class WebServiceClientImpl final : public WebServiceClient {
   using Bindings = IndexedMap<std::unique_ptr<ParmBinding>>;
   struct OptionRecord;
   struct LogRecord;
+  struct InvokeRecord;
   struct Credentials;
-  friend struct ClientTestAccess;  // fills the response values, which only an invocation does
 
   ~WebServiceClientImpl() override;
 
@@ -77,6 +77,12 @@ class WebServiceClientImpl final : public WebServiceClient {
   void credentialsFromOptions(Credentials& credentials);
   bool findOption(const char* name, QvbString& text);
 
+  bool sendParameters(QvjniProxy* proxy, QvbString& err);
+  bool addRequestValues(ProxyCall& call);
+  bool takeOutputs(QvwlpRowSet* rowSet, QvbString& err);
+  bool takeResults(QvwlpRowSet* rowSet, QvbString& err);
+
+  static void append(ValueLists& lists, const QvbString& name, const QvbString& value);
   static bool firstValue(ValueLists& lists, const QvbString& name, QvbString& value);
   static bool valueAt(ValueLists& lists, const QvbString& name, int32_t index, QvbString& value);
   static bool bind(Bindings& bindings, const QvbString& name, WebServiceParmValue* value, int32_t direction, QvbString& err);

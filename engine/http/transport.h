@@ -6,6 +6,7 @@
 #include "http/location.h"
 #include "xml/sax.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -58,10 +59,22 @@ class Transport {
   void exchange(const Exchange& call, ReplySink& sink, Watch* watch);
 
  private:
+  using Clock = std::chrono::steady_clock;
+  class Transfer;
+  class Document;
+  class Call;
   struct Handle;
 
   [[nodiscard]] Fetched readFile(const Location& location) const;
   Fetched get(const Location& location);
+  Handle& handle();
+  void configure(Handle& handle, const std::string& url, bool trusted);
+  void preparePost(Handle& handle, const std::string& url, bool trusted, const Exchange& call);
+  [[nodiscard]] std::vector<std::string> headersFor(const Exchange& call, bool trusted) const;
+  void limitTime(Handle& handle, Clock::time_point start) const;
+  int run(Handle& handle, Transfer& transfer, bool& stopped);
+  void perform(Handle& handle, const std::string& name, Transfer& transfer);
+  [[nodiscard]] Location redirectTarget(Handle& handle, const Location& from, const std::string& answered, std::int64_t redirected) const;
 
   TransportOptions options_;
   const Limits& limits_;

@@ -2,6 +2,7 @@
 #include "module/config_file.h"
 
 #include "error.h"
+#include "http/header.h"
 #include "module/nearest.h"
 
 #include <toml++/toml.h>
@@ -78,7 +79,8 @@ class ConfigReader {
       if (name == "depth") target = &options_.limits.depth;
       if (name == "attributes") target = &options_.limits.attributes;
       if (name == "documents") target = &options_.limits.documents;
-      if (target == nullptr) unknown(name, key, nearest(name, {"document_bytes", "total_bytes", "depth", "attributes", "documents"}));
+      if (name == "reply_bytes") target = &options_.limits.replyBytes;
+      if (target == nullptr) unknown(name, key, nearest(name, {"document_bytes", "total_bytes", "depth", "attributes", "documents", "reply_bytes"}));
       const auto value = node.value_exact<std::int64_t>();
       if (!value || *value < 1 || *value > std::numeric_limits<std::int32_t>::max()) mistyped(name, node, "a whole number from 1 to 2147483647");
       *target = static_cast<std::size_t>(*value);
@@ -89,12 +91,8 @@ class ConfigReader {
     for (const auto& [key, node] : table) {
       const std::string name(key.str());
       const std::string value = text(name, node);
-      const bool token = !name.empty() &&
-                         name.find_first_not_of("!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz") == std::string::npos;
-      if (!token || value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos)
-        mistyped(name, node, "a header's name and a value without line breaks");
-      // An empty value needs a semicolon: with a colon the header is taken out.
-      options_.transport.headers.emplace_back(name).append(value.empty() ? ";" : ": ").append(value);
+      if (!isHeader(name, value)) mistyped(name, node, "a header's name and a value without line breaks");
+      options_.transport.headers.push_back(headerLine(name, value));
     }
   }
 

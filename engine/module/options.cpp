@@ -18,20 +18,26 @@ namespace qvx {
 namespace {
 
 using TextMember = std::string Options::*;
+using OptionalMember = std::optional<std::string> Options::*;
+using VersionMember = std::optional<SoapVersion> Options::*;
 using TransportText = std::string TransportOptions::*;
 using TransportNumber = std::int64_t TransportOptions::*;
 using TransportTruth = bool TransportOptions::*;
+using TokenText = std::string UsernameToken::*;
+using TokenTruth = bool UsernameToken::*;
 
 struct Known {
   std::string_view name;
-  std::variant<TextMember, TransportText, TransportNumber, TransportTruth> target;
+  std::variant<TextMember, OptionalMember, VersionMember, TransportText, TransportNumber, TransportTruth, TokenText, TokenTruth> target;
   std::int64_t max = 0;  ///< of a number; the least is 0
 };
 
 constexpr std::int64_t kMostSeconds = 1'000'000;
 
-constexpr std::array<Known, 22> kKnown{{
+constexpr std::array<Known, 29> kKnown{{
     {"WSCP_ADDRESS", &Options::address},
+    {"WSCP_ACTION", &Options::action},
+    {"WSCP_SOAP_VERSION", &Options::soapVersion},
     {"WSCP_SERVICE", &Options::service},
     {"WSCP_PORT", &Options::port},
     {"WSCP_CONFIG", &Options::configFile},
@@ -53,6 +59,11 @@ constexpr std::array<Known, 22> kKnown{{
     {"WSCP_TLS_KEY_FILE", &TransportOptions::keyFile},
     {"WSCP_TLS_INSECURE", &TransportOptions::insecure},
     {"WSCP_REDIRECTS", &TransportOptions::redirects, 50},
+    {"WSCP_WS-SECURITY_USER", &UsernameToken::user},
+    {"WSCP_WS-SECURITY_PASS", &UsernameToken::password},
+    {"WSCP_WS-SECURITY_DOMAIN", &UsernameToken::domain},
+    {"WSCP_WS-SECURITY_DIGEST", &UsernameToken::digest},
+    {"WSCP_WS-SECURITY_MUST", &UsernameToken::mustUnderstand},
 }};
 
 const Known* find(std::string_view name) {
@@ -68,12 +79,23 @@ std::string lowered(std::string_view text) {
   return out;
 }
 
-struct Setter {
-  Options& options;
-  const Known& known;
-  const std::string& value;
+class Setter {
+ public:
+  Setter(Options& all, const Known& one, const std::string& text) : options(all), known(one), value(text) {}
 
   void operator()(TextMember member) const { options.*member = value; }
+  void operator()(OptionalMember member) const { options.*member = value; }
+  void operator()(TokenText member) const { options.token.*member = value; }
+  void operator()(VersionMember member) const {
+    const std::string version = lowered(value);
+    if (version.empty()) {
+      options.*member = std::nullopt;
+    } else if (version == "1.1" || version == "1.2") {
+      options.*member = version == "1.1" ? SoapVersion::Soap11 : SoapVersion::Soap12;
+    } else {
+      throw Error(ErrorCode::BadOption, "Option 'WSCP_SOAP_VERSION' is '" + value + "'; use 1.1 or 1.2");
+    }
+  }
   void operator()(TransportText member) const {
     if (known.name != "WSCP_AUTH") {
       options.transport.*member = value;
@@ -99,15 +121,23 @@ struct Setter {
     }
     options.transport.*member = number;
   }
-  void operator()(TransportTruth member) const {
+  void operator()(TransportTruth member) const { truth(options.transport.*member); }
+  void operator()(TokenTruth member) const { truth(options.token.*member); }
+
+ private:
+  void truth(bool& target) const {
     const std::string text = lowered(value);
     if (text.empty()) return;
     const bool yes = text == "true" || text == "yes" || text == "1";
     if (!yes && text != "false" && text != "no" && text != "0") {
       throw Error(ErrorCode::BadOption, "Option '" + std::string(known.name) + "' is '" + value + "', but true or false is needed");
     }
-    options.transport.*member = yes;
+    target = yes;
   }
+
+  Options& options;
+  const Known& known;
+  const std::string& value;
 };
 
 }  // namespace
@@ -118,7 +148,7 @@ void setOption(Options& options, std::string_view name, const std::string& value
     options.others[std::string(name)] = value;
     return;
   }
-  std::visit(Setter{options, *known, value}, known->target);
+  std::visit(Setter(options, *known, value), known->target);
 }
 
 bool isKnownOption(std::string_view name) {

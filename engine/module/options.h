@@ -3,8 +3,11 @@
 #define QVX_MODULE_OPTIONS_H
 
 #include "http/transport.h"
+#include "security/username_token.h"
+#include "soap/sample_message.h"
 #include "xml/sax.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,6 +19,9 @@ struct Options {
   std::string address;
   std::string service;
   std::string port;
+  std::optional<std::string> action;       ///< of a call
+  std::optional<SoapVersion> soapVersion;  ///< of a call
+  UsernameToken token;                     ///< put into calls when it has a user
   std::string configFile;
   std::string catalog;
   Limits limits;

@@ -27,6 +27,8 @@ class Rows {
     put(cells[0], name);
     put(cells[1], value);
   }
+  /// A row of one column.
+  void single(std::string_view value) { put(next()[0], value); }
   /// The row that starts an object.
   void object(const char* kind, std::string_view second, std::string_view third) {
     QvwlpValue* const cells = next();
@@ -45,13 +47,22 @@ class Rows {
     put(cells[1], name);
     put(cells[2], value);
   }
+  /// A named value; one without a text has an absent cell.
+  void value(std::string_view ns, std::string_view local, std::string_view text) {
+    QvwlpValue* const cells = next();
+    put(cells[0], ns);
+    put(cells[1], local);
+    if (text.data() != nullptr) put(cells[2], text);
+  }
   /// A copy that lives as long as the answer.
-  std::string_view copy(std::string_view text) {
-    auto* const memory = static_cast<char*>(answer_.allocate(text.size() + 1));
+  std::string_view copy(std::string_view text, std::string_view more = {}) {
+    const std::size_t size = text.size() + more.size();
+    auto* const memory = static_cast<char*>(answer_.allocate(size + 1));
     if (memory == nullptr) throw std::bad_alloc();
     if (!text.empty()) std::memcpy(memory, text.data(), text.size());
-    memory[text.size()] = '\0';
-    return {memory, text.size()};
+    if (!more.empty()) std::memcpy(memory + text.size(), more.data(), more.size());
+    memory[size] = '\0';
+    return {memory, size};
   }
 
  private:

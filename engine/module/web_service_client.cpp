@@ -4,7 +4,10 @@
 #include "error.h"
 #include "http/catalog.h"
 #include "module/config_file.h"
+#include "module/request_rows.h"
+#include "module/request_values.h"
 #include "module/rows.h"
+#include "uri/uri_template.h"
 
 #include <cstring>
 #include <exception>
@@ -17,28 +20,8 @@ namespace {
 
 constexpr std::string_view kVersion = "0.1.0";
 
-std::string_view text(const QvwlpValue& cell) {
-  if (cell.present == 0 || cell.data.text == nullptr) return {};
-  return {cell.data.text, static_cast<std::size_t>(cell.length)};
-}
-
 wsdl::Name name(const QvwlpValue* cells) {
   return {text(cells[0]), text(cells[1])};
-}
-
-// Rows of a request; each is given to the action as its two cells.
-template <typename Action>
-void forRows(const QvwlpValue& parameter, Action action) {
-  if (parameter.present == 0) return;
-  const std::int32_t count = qvwlpRowSet_getRows(parameter.data.rowSet);
-  for (std::int32_t i = 0; i < count; ++i) {
-    QvwlpRow row{};
-    if (qvwlpRowSet_nextRow(parameter.data.rowSet, &row) != qvwlpOk) throw Error(ErrorCode::BadRequest, "A row of the request cannot be read");
-    if (row.count < 2 || row.cells[0].type != qvwlpString || row.cells[1].type != qvwlpString) {
-      throw Error(ErrorCode::BadRequest, "A row of the request does not consist of two texts");
-    }
-    action(row.cells[0], row.cells[1]);
-  }
 }
 
 void documentation(Rows& rows, std::string_view value) {
@@ -56,6 +39,10 @@ struct WebServiceClient::Method {
 const WebServiceClient::Method WebServiceClient::kMethods[] = {
     {"SetNamespaces", "\x0a", &WebServiceClient::setNamespaces},
     {"SetOptions", "\x0a", &WebServiceClient::setOptions},
+    {"SetParameters", "\x0a", &WebServiceClient::setParameters},
+    {"Invoke", "\x0a", &WebServiceClient::invoke},
+    {"Reset", "", &WebServiceClient::reset},
+    {"DiscoverURI", "\x0b", &WebServiceClient::discoverUri},
     {"Discover", "", &WebServiceClient::discover},
     {"DiscoverRelease", "\x07", &WebServiceClient::discoverRelease},
     {"DiscoverService", "\x07\x0b\x0b", &WebServiceClient::discoverService},
@@ -65,7 +52,7 @@ const WebServiceClient::Method WebServiceClient::kMethods[] = {
     {"getVersion", "", &WebServiceClient::getVersion},
 };
 
-std::int32_t WebServiceClient::call(const char* method, const QvwlpValue* parameters, std::int32_t count, QvjniInvokeCallback* /*callback*/,
+std::int32_t WebServiceClient::call(const char* method, const QvwlpValue* parameters, std::int32_t count, QvjniInvokeCallback* callback,
                                     QvjniAnswer* answer) {
   const auto fail = [&](ErrorCode code, const char* why) {
     answer->fail(static_cast<std::int32_t>(code), why, static_cast<std::int32_t>(std::strlen(why)));
@@ -77,6 +64,7 @@ std::int32_t WebServiceClient::call(const char* method, const QvwlpValue* parame
     for (std::int32_t i = 0; i < count; ++i) {
       if (parameters[i].type != known.parameters[i] || (parameters[i].type == qvwlpInteger && parameters[i].present == 0)) return qvwlpBadArgument;
     }
+    callback_ = callback;
     try {
       (this->*known.run)(parameters, *answer);
       return qvwlpOk;
@@ -95,13 +83,13 @@ std::int32_t WebServiceClient::call(const char* method, const QvwlpValue* parame
 
 void WebServiceClient::setNamespaces(const QvwlpValue* parameters, QvjniAnswer& /*answer*/) {
   std::vector<std::pair<std::string, std::string>> all;
-  forRows(parameters[0], [&](const QvwlpValue& prefix, const QvwlpValue& ns) { all.emplace_back(text(prefix), text(ns)); });
+  forRows(parameters[0], kTwoTexts, [&](const QvwlpValue* cells) { all.emplace_back(text(cells[0]), text(cells[1])); });
   namespaces_ = std::move(all);
 }
 
 void WebServiceClient::setOptions(const QvwlpValue* parameters, QvjniAnswer& /*answer*/) {
   std::vector<std::pair<std::string, std::string>> rows;
-  forRows(parameters[0], [&](const QvwlpValue& key, const QvwlpValue& value) { rows.emplace_back(text(key), text(value)); });
+  forRows(parameters[0], kTwoTexts, [&](const QvwlpValue* cells) { rows.emplace_back(text(cells[0]), text(cells[1])); });
   // The file holds defaults, so it comes first; of rows of one name the last one counts.
   Options all;
   for (const auto& [key, value] : rows) setOption(all, key, value);
@@ -111,7 +99,30 @@ void WebServiceClient::setOptions(const QvwlpValue* parameters, QvjniAnswer& /*a
     for (const auto& [key, value] : rows) setOption(merged, key, value);
     all = std::move(merged);
   }
+  invoker_.reset();  // it borrows the options
   options_ = std::move(all);
+}
+
+void WebServiceClient::setParameters(const QvwlpValue* parameters, QvjniAnswer& /*answer*/) {
+  values_ = readBoundValues(parameters[0]);
+}
+
+void WebServiceClient::invoke(const QvwlpValue* parameters, QvjniAnswer& answer) {
+  if (invoker_ == nullptr) {
+    invoker_ = std::make_unique<Invoker>(options_, namespaces_, [this](int level, const std::string& line) { host_.log(level, line.c_str()); });
+  }
+  invoker_->call(values_, RequestValues(parameters[0]), callback_, answer);
+}
+
+// The invoker stays, and with it the connection.
+void WebServiceClient::reset(const QvwlpValue* /*parameters*/, QvjniAnswer& /*answer*/) {
+  values_ = {};
+}
+
+void WebServiceClient::discoverUri(const QvwlpValue* parameters, QvjniAnswer& answer) {
+  const UriTemplate parsed(text(parameters[0]));
+  Rows names(answer, "\x0b");
+  for (const std::string& one : parsed.variables()) names.single(names.copy(one));
 }
 
 void WebServiceClient::discover(const QvwlpValue* /*parameters*/, QvjniAnswer& answer) {

@@ -2,6 +2,8 @@
 #ifndef QVX_MODULE_WEB_SERVICE_CLIENT_H
 #define QVX_MODULE_WEB_SERVICE_CLIENT_H
 
+#include "module/bound_values.h"
+#include "module/invoker.h"
 #include "module/options.h"
 #include "wsdl/discovery.h"
 
@@ -31,6 +33,10 @@ class WebServiceClient final : public QvjniInstance {
 
   void setNamespaces(const QvwlpValue* parameters, QvjniAnswer& answer);
   void setOptions(const QvwlpValue* parameters, QvjniAnswer& answer);
+  void setParameters(const QvwlpValue* parameters, QvjniAnswer& answer);
+  void invoke(const QvwlpValue* parameters, QvjniAnswer& answer);
+  void reset(const QvwlpValue* parameters, QvjniAnswer& answer);
+  void discoverUri(const QvwlpValue* parameters, QvjniAnswer& answer);
   void discover(const QvwlpValue* parameters, QvjniAnswer& answer);
   void discoverRelease(const QvwlpValue* parameters, QvjniAnswer& answer);
   void discoverService(const QvwlpValue* parameters, QvjniAnswer& answer);
@@ -45,6 +51,9 @@ class WebServiceClient final : public QvjniInstance {
   QvjniHost& host_;
   std::vector<std::pair<std::string, std::string>> namespaces_;  ///< prefix and namespace
   Options options_;
+  BoundValues values_;
+  std::unique_ptr<Invoker> invoker_;         ///< made at the first call with these options
+  QvjniInvokeCallback* callback_ = nullptr;  ///< of the method that runs
   std::map<std::int64_t, std::unique_ptr<wsdl::Discovery>> discoveries_;
   std::int64_t lastHandle_ = 0;
 };

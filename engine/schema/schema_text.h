@@ -2,6 +2,8 @@
 #ifndef QVX_SCHEMA_SCHEMA_TEXT_H
 #define QVX_SCHEMA_SCHEMA_TEXT_H
 
+#include "xml/characters.h"
+
 #include <libxml/tree.h>
 
 #include <string>
@@ -9,45 +11,15 @@
 
 namespace qvx::schema {
 
-inline void appendEscaped(std::string_view text, bool quotes, std::string& out) {
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '\r':
-        out += "&#13;";
-        break;
-      case '"':
-        out += quotes ? "&quot;" : "\"";
-        break;
-      case '\n':
-        out += quotes ? "&#10;" : "\n";
-        break;
-      case '\t':
-        out += quotes ? "&#9;" : "\t";
-        break;
-      default:
-        out += c;
-    }
-  }
-}
-
 inline std::string escapedText(std::string_view text) {
   std::string out;
-  appendEscaped(text, false, out);
+  appendXmlText(out, text);
   return out;
 }
 
 inline std::string escapedAttribute(std::string_view text) {
   std::string out;
-  appendEscaped(text, true, out);
+  appendXmlAttribute(out, text);
   return out;
 }
 

@@ -3,31 +3,18 @@
 
 #include "error.h"
 #include "names.h"
+#include "xml/parser_glue.h"
 
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
-#include <libxml/xmlerror.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <exception>
 #include <limits>
 #include <memory>
-#include <mutex>
 
 namespace qvx {
-
-namespace {
-
-std::string_view view(const xmlChar* text) {
-  return text == nullptr ? std::string_view() : std::string_view(reinterpret_cast<const char*>(text));
-}
-
-struct FreeContext {
-  void operator()(xmlParserCtxt* context) const noexcept { xmlFreeParserCtxt(context); }
-};
-
-}  // namespace
 
 std::optional<std::string_view> SaxElement::attribute(std::string_view local, std::string_view ns) const {
   // Five pointers each: name, prefix, namespace, first and behind the last byte of the value.
@@ -64,15 +51,9 @@ struct SaxReader::Callbacks {
   static void onStart(void* self, const xmlChar* local, const xmlChar* prefix, const xmlChar* ns, int namespaceCount, const xmlChar** namespaces,
                       int attributeCount, int /*defaulted*/, const xmlChar** attributes) {
     guarded(self, [&](SaxReader& reader) {
-      if (++reader.depth_ > reader.limits_.depth) {
-        throw Error(ErrorCode::LimitExceeded, reader.where() + ": elements are nested deeper than " + std::to_string(reader.limits_.depth) +
-                                                  "; raise limits.depth in the configuration file if the document is right");
-      }
-      if (static_cast<std::size_t>(attributeCount) + static_cast<std::size_t>(namespaceCount) > reader.limits_.attributes) {
-        throw Error(ErrorCode::LimitExceeded, reader.where() + ": element '" + std::string(view(local)) + "' has more than " +
-                                                  std::to_string(reader.limits_.attributes) +
-                                                  " attributes; raise limits.attributes in the configuration file if the document is right");
-      }
+      const std::size_t all = static_cast<std::size_t>(attributeCount) + static_cast<std::size_t>(namespaceCount);
+      if (++reader.depth_ > reader.limits_.depth || all > reader.limits_.attributes)
+        checkElementLimits(reader.limits_, reader.depth_, all, view(local), reader.where());
       for (int i = 0; i < namespaceCount; ++i) {
         reader.declarations_.push_back(
             {std::string(view(namespaces[std::ptrdiff_t{2} * i])), std::string(view(namespaces[std::ptrdiff_t{2} * i + 1])), reader.depth_});
@@ -106,13 +87,11 @@ struct SaxReader::Callbacks {
     });
   }
 
-  static void onComplaint(void* self, xmlErrorPtr error) {
+  static void onComplaint(void* self, ParserComplaint error) {
     auto& callbacks = *static_cast<Callbacks*>(self);
     if (error->level != XML_ERR_FATAL || !callbacks.complaint.empty() || callbacks.thrown) return;
     try {
-      callbacks.complaint = error->message == nullptr ? "not well-formed" : error->message;
-      while (!callbacks.complaint.empty() && (callbacks.complaint.back() == '\n' || callbacks.complaint.back() == ' '))
-        callbacks.complaint.pop_back();
+      callbacks.complaint = complaintText(*error);
       callbacks.complaintLine = error->line;
     } catch (...) {
       callbacks.thrown = std::current_exception();
@@ -122,14 +101,13 @@ struct SaxReader::Callbacks {
 };
 
 void SaxReader::read(std::string_view bytes, const std::string& encoding) {
-  static std::once_flag initialised;
-  std::call_once(initialised, xmlInitParser);
+  initialiseParser();
   if (bytes.size() > limits_.documentBytes || bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
     throw Error(ErrorCode::LimitExceeded, location_ + ": the document is larger than " + std::to_string(limits_.documentBytes) +
                                               " bytes; raise limits.document_bytes in the configuration file if that is right");
   }
   if (bytes.empty()) throw Error(ErrorCode::NotWellFormed, location_ + ": the document is empty; check that this is the address of a WSDL");
-  const std::unique_ptr<xmlParserCtxt, FreeContext> context(xmlNewParserCtxt());
+  const std::unique_ptr<xmlParserCtxt, FreeParser> context(xmlNewParserCtxt());
   if (context == nullptr) throw std::bad_alloc();
   Callbacks callbacks(*this, context.get());
   xmlSAXHandler& sax = *context->sax;

@@ -35,6 +35,14 @@ QvwlpValue textCell(const Cell& text) {
   return cell;
 }
 
+QvwlpValue rowSetCell(QvwlpRowSet& set) {
+  QvwlpValue cell{};
+  cell.type = qvwlpRowSet;
+  cell.present = 1;
+  cell.data.rowSet = &set;
+  return cell;
+}
+
 class RecordedRows final : public QvjniAnswerRows {
  public:
   explicit RecordedRows(std::size_t columns) : columns_(columns) {}
@@ -116,9 +124,9 @@ std::string Engine::write(const std::string& name, const std::string& text) {
   return path.string();
 }
 
-Answered Engine::run(const std::string& method, const std::vector<QvwlpValue>& cells) {
+Answered Engine::run(const std::string& method, const std::vector<QvwlpValue>& cells, QvjniInvokeCallback* callback) {
   RecordedAnswer answer;
-  const std::int32_t status = instance_->call(method.c_str(), cells.data(), static_cast<std::int32_t>(cells.size()), nullptr, &answer);
+  const std::int32_t status = instance_->call(method.c_str(), cells.data(), static_cast<std::int32_t>(cells.size()), callback, &answer);
   Answered out = answer.take();
   out.status = status;
   return out;
@@ -141,14 +149,32 @@ Answered Engine::call(const std::string& method, const std::string& types, const
   return run(method, cells);
 }
 
-Answered Engine::callRows(const std::string& method, const std::vector<std::pair<Cell, Cell>>& rows) {
+Answered Engine::callRows(const std::string& method, const std::vector<std::pair<Cell, Cell>>& rows, QvjniInvokeCallback* callback) {
   QvwlpRowSet set;
   for (const auto& [name, value] : rows) set.rows.push_back({textCell(name), textCell(value)});
-  QvwlpValue cell{};
-  cell.type = qvwlpRowSet;
-  cell.present = 1;
-  cell.data.rowSet = &set;
-  return run(method, {cell});
+  return run(method, {rowSetCell(set)}, callback);
+}
+
+Answered Engine::setParameters(const std::vector<Row>& rows) {
+  QvwlpRowSet set;
+  for (const Row& row : rows) {
+    QvwlpValue flag{};
+    flag.type = qvwlpBoolean;
+    flag.present = row.at(4) ? 1 : 0;
+    flag.data.truth = row.at(4) == "1" ? 1 : 0;
+    set.rows.push_back({textCell(row[0]), textCell(row[1]), textCell(row[2]), textCell(row[3]), flag});
+  }
+  return run("SetParameters", {rowSetCell(set)});
+}
+
+Answered Engine::invoke(const std::vector<std::pair<Cell, Cell>>& values, QvjniInvokeCallback* callback) {
+  return callRows("Invoke", values, callback);
+}
+
+std::vector<Row> boundText(const std::string& name, const std::string& direction, const Cell& value, const char* isXml) {
+  std::vector<Row> rows{{{}, name, "direction", direction, {}}, {{}, {}, "type", "String", isXml}};
+  if (value) rows.push_back({{}, {}, "Value", value, isXml});
+  return rows;
 }
 
 Answered Engine::discover(const std::string& address, std::vector<std::pair<Cell, Cell>> options) {

@@ -41,8 +41,12 @@ class Engine final : private QvjniHost {
   /// `types` is the type string, which also says how to read `texts`: a handle is decimal.
   Answered call(const std::string& method, const std::string& types = "", const std::vector<std::string>& texts = {});
   /// Calls a method that takes rows of two texts.
-  Answered callRows(const std::string& method, const std::vector<std::pair<Cell, Cell>>& rows);
+  Answered callRows(const std::string& method, const std::vector<std::pair<Cell, Cell>>& rows, QvjniInvokeCallback* callback = nullptr);
   Answered setOptions(const std::vector<std::pair<Cell, Cell>>& rows) { return callRows("SetOptions", rows); }
+  /// SetParameters; a row's fifth cell is the XML flag, "1" or "0".
+  Answered setParameters(const std::vector<Row>& rows);
+  /// Invoke with request values.
+  Answered invoke(const std::vector<std::pair<Cell, Cell>>& values = {}, QvjniInvokeCallback* callback = nullptr);
   /// SetOptions with the address and others, then Discover.
   Answered discover(const std::string& address, std::vector<std::pair<Cell, Cell>> options = {});
   /// Everything that the methods answer of a discovery, a line each, in the order of the answers.
@@ -57,11 +61,14 @@ class Engine final : private QvjniHost {
  private:
   std::int32_t option(const char* key, const char** text, std::int32_t* length) override;
   void log(std::int32_t level, const char* text) override;
-  Answered run(const std::string& method, const std::vector<QvwlpValue>& cells);
+  Answered run(const std::string& method, const std::vector<QvwlpValue>& cells, QvjniInvokeCallback* callback = nullptr);
 
   std::filesystem::path folder_;
   QvjniInstance* instance_;
 };
+
+/// The rows that bind a text value.
+std::vector<Row> boundText(const std::string& name, const std::string& direction, const Cell& value = {}, const char* isXml = "1");
 
 /// A WSDL of namespace urn:t (prefix t; soap, soap12, http, mime and xs are declared) around these definitions.
 std::string wsdl(const std::string& definitions);

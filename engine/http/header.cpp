@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "http/header.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+
+namespace qvx {
+
+namespace {
+
+char lower(char c) {
+  return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+}
+
+}  // namespace
+
+bool isHeader(std::string_view name, std::string_view value) {
+  constexpr std::string_view kToken = "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  const bool token = !name.empty() && name.find_first_not_of(kToken) == std::string_view::npos;
+  return token && std::none_of(value.begin(), value.end(), [](char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; });
+}
+
+bool sameHeader(std::string_view one, std::string_view other) {
+  return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](char a, char b) { return lower(a) == lower(b); });
+}
+
+std::string headerLine(std::string_view name, std::string_view value) {
+  std::string line(name);
+  // An empty value needs a semicolon: with a colon the header is taken out.
+  return line.append(value.empty() ? ";" : ": ").append(value);
+}
+
+std::string charsetOf(std::string_view contentType) {
+  std::string folded(contentType);
+  std::transform(folded.begin(), folded.end(), folded.begin(), lower);
+  const std::size_t at = folded.find("charset=");
+  if (at == std::string::npos) return {};
+  std::string charset(contentType.substr(at + 8));
+  charset = charset.substr(0, charset.find(';'));
+  charset.erase(std::remove_if(charset.begin(), charset.end(), [](char c) { return c == '"' || c == '\'' || c == ' '; }), charset.end());
+  return charset;
+}
+
+std::string beginningOf(std::string_view body) {
+  constexpr std::size_t kCharacters = 200;
+  std::string text;
+  std::size_t characters = 0;
+  for (const char c : body) {
+    const bool continues = (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+    if (!continues && ++characters > kCharacters) return text;
+    text += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+  }
+  // A character that the end of the bytes went through is left out.
+  std::size_t lead = text.size();
+  while (lead > 0 && (static_cast<unsigned char>(text[lead - 1]) & 0xC0) == 0x80) --lead;
+  if (lead > 0) {
+    const auto first = static_cast<unsigned char>(text[lead - 1]);
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
+    if (text.size() - (lead - 1) < length) text.resize(lead - 1);
+  }
+  return text;
+}
+
+}  // namespace qvx
