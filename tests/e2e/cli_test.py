@@ -1,14 +1,18 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """The command line, the libraries and the engine together, as they are built, on files and over HTTP on loopback."""
+import base64
 import http.server
 import json
 import os
 import pathlib
+import pty
 import re
+import signal
 import subprocess
 import tempfile
 import threading
+import time
 import unittest
 from xml.etree import ElementTree
 
@@ -74,7 +78,11 @@ class Case(unittest.TestCase):
         return text
 
     def serve(self, answers):
-        """Serves `answers` (path -> (status, body)) and, below /files, the examples; gives the address."""
+        """Serves `answers` (path -> (status, body), or (status, body, headers) for a POST, or what makes that of the handler and the request's body) and, below
+        /files, the examples; gives the address. What was posted is kept."""
+        self.posted = []
+        posted = self.posted
+
         class Handler(http.server.BaseHTTPRequestHandler):
             def do_GET(self):
                 path = self.path.split("?")[0]
@@ -86,6 +94,17 @@ class Case(unittest.TestCase):
                 self.send_header("Content-Length", str(len(body)))
                 if status == 302:
                     self.send_header("Location", "/files/orders.wsdl")
+                self.end_headers()
+                self.wfile.write(body)
+
+            def do_POST(self):
+                body = self.rfile.read(int(self.headers["Content-Length"]))
+                posted.append((self.path, self.headers, body))
+                answer = answers.get(self.path.split("?")[0], (404, b"nothing here"))
+                status, body, *headers = answer(self, body) if callable(answer) else answer
+                self.send_response(status)
+                for name, value in ({"Content-Length": str(len(body)), "Content-Type": "text/xml"} | dict(*headers)).items():
+                    self.send_header(name, value)
                 self.end_headers()
                 self.wfile.write(body)
 
@@ -407,6 +426,193 @@ class Payload(Case):
                 (13, ["label"], ["--auth-domain=label"])):
             with self.subTest(arguments=arguments):
                 self.fail_with(code, words, "call", "-n", ORDERS, "GetOrder", *arguments, start_new_session=True, stdin=subprocess.DEVNULL)
+
+
+def envelope(body, soap="1.1"):
+    return f'<?xml version="1.0"?><e:Envelope xmlns:e="{SOAP[soap]}" xmlns:x="urn:x"><e:Body>{body}</e:Body></e:Envelope>'.encode()
+
+
+ANSWER = envelope("<x:answer><x:v>\u00e4 &amp; <![CDATA[<b>]]></x:v></x:answer>")
+FAULT = envelope("<e:Fault><faultcode>e:Client</faultcode><faultstring>No such\norder</faultstring><faultactor>urn:a</faultactor><detail><x:d>1</x:d>\n<x:e/></detail></e:Fault>")
+FAULT12 = envelope('<e:Fault><e:Code><e:Value>e:Sender</e:Value><e:Subcode><e:Value>x:A</e:Value><e:Subcode><e:Value>x:B</e:Value></e:Subcode></e:Subcode></e:Code>'
+                   '<e:Reason><e:Text xml:lang="en">No</e:Text></e:Reason><e:Role>urn:r</e:Role></e:Fault>', "1.2")
+GET_ORDER = ["GetOrder", "-pnumber=AB-000001"]
+
+
+class Call(Case):
+    def test_answer(self):
+        host = self.serve({"/": (200, ANSWER), "/none": (202, b"")})
+        call = ["call", ORDERS, *GET_ORDER, "--address"]
+        expected = "<x:answer><x:v>\u00e4 &amp; <b></x:v></x:answer>".replace("<b>", "&lt;b>")
+        canonical = lambda text: ElementTree.canonicalize(text, strip_text=True)
+        wanted = canonical(expected.replace("<x:answer", '<x:answer xmlns:x="urn:x"', 1))
+        done = self.run_program(*call, host)
+        self.assertEqual((canonical(done.stdout), done.stdout[-1:], done.stderr), (wanted, b"\n", b""))
+        self.assertEqual(self.run_program(*call, host, "--raw").stdout, ANSWER)
+        out, part = self.folder / "out.xml", self.folder / "part.xml"
+        self.assertEqual(self.succeed(*call, host, "-o", out, "--output", f"{{urn:x}}v={part}"), "")
+        self.assertEqual((canonical(out.read_text()), canonical(part.read_text())), (wanted, '<x:v xmlns:x="urn:x">\u00e4 &amp; &lt;b&gt;</x:v>'))
+        there = self.object(*call, host, "--json")
+        self.assertEqual((canonical(there["outputs"][0].pop("xml")), there["outputs"], there["responseValues"]["HTTP_STATUS"], there["responseValues"]["HTTP_HEADER/Content-Type"]),
+                         (wanted, [{"name": f"{{{SOAP['1.1']}}}Body"}], ["200"], ["text/xml"]))
+        self.assertEqual(self.succeed(*call, host + "/none"), "")
+        out.unlink()
+        done = self.run_program(*call, host + "/none", "-o", out, "--json")
+        self.assertEqual((done.returncode, out.exists(), json.loads(done.stdout)["outputs"][0]["written"]), (0, False, False))
+        self.assertIn("was not written", done.stderr.decode())
+
+    def test_request(self):
+        host = self.serve({"/": (200, ANSWER), "/t/a%20b": (200, ANSWER)})
+        payload = f'<getOrder xmlns="{TYPES[1:-1]}"><number>7</number></getOrder>'
+        headers = self.write("headers", "Authorization: Bearer x\r\nX-B: 2\n")
+        file = self.write("payload.xml", payload)
+        for arguments, expected in (
+                (["-pnumber=7"], {"SOAPAction": '"http://example.com/orders/GetOrder"', "Content-Type": "text/xml; charset=utf-8"}),
+                (["-d", file, "-H", "X-A: a:b", "-H", f"@{headers}"], {"X-A": "a:b", "X-B": "2", "Authorization": "Bearer x"}),
+                (["-d-", "--action=urn:other", "--variable=v=a b", f"--address={host}/t/{{v}}"], {"SOAPAction": '"urn:other"'}),
+                (["-d", file, "--header-xml", self.write("h.xml", "<h:h/>"), "--namespace=h=urn:h", "--wss=text", "--user=ann", "--password-file", self.write("p", "pass\nother")], {})):
+            with self.subTest(arguments):
+                address = [] if "-d-" in arguments else [f"--address={host}"]
+                self.succeed("call", ORDERS, "GetOrder", *address, *arguments, input=payload.encode())
+                path, sent, body = self.posted.pop()
+                self.assertEqual({name: sent[name] for name in expected}, expected)
+                printed = self.run_program("call", "-n", ORDERS, "GetOrder", *arguments, input=payload.encode()).stdout
+                self.assertEqual(payload_of(body), payload_of(printed))
+        blocks = ElementTree.fromstring(body).find("{*}Header")
+        self.assertIn("{urn:h}h", [e.tag for e in blocks])
+        self.assertEqual((blocks.find(".//{*}Username").text, blocks.find(".//{*}Password").text), ("ann", "pass"))
+
+    def test_soap_12(self):
+        host = self.serve({"/A": (200, envelope("<ok/>", "1.2"))})
+        path = self.write("a.wsdl", wsdl("A", types=PING, address=host + "/").replace("wsdl/soap/", "wsdl/soap12/"))
+        self.assertIn("ok", self.succeed("call", path, "Ping", "-p.=x"))
+        self.assertIn('action="urn:A"', self.posted[0][1]["Content-Type"])
+        self.assertEqual(payload_of(self.posted[0][2]), (SOAP["1.2"], '<n0:ping xmlns:n0="urn:t">x</n0:ping>'))
+
+    def test_fault(self):
+        host = self.serve({"/11": (500, FAULT), "/12": (200, FAULT12)})
+        for path, words, expected in (("/11", ["No such", "Client"], {"code": f"{{{SOAP['1.1']}}}Client", "subcodes": [], "reason": "No such\norder", "actor": "urn:a", "role": None}),
+                                      ("/12", ["Sender"], {"code": f"{{{SOAP['1.2']}}}Sender", "subcodes": ["{urn:x}A", "{urn:x}B"], "reason": "No", "actor": None, "role": "urn:r"})):
+            call = ["call", ORDERS, *GET_ORDER, "--address", host + path]
+            self.fail_with(11, words, *call)
+            done = self.run_program(*call, "--json")
+            fault = json.loads(done.stdout)["fault"]
+            detail = fault.pop("detail")
+            self.assertEqual((done.returncode, fault), (11, expected))
+            if path == "/11":
+                self.assertEqual([e.tag for e in ElementTree.fromstring(detail)], ["{urn:x}d", "{urn:x}e"])
+
+    def test_exit_codes(self):
+        def slow(handler, body):
+            time.sleep(3)
+            return 200, ANSWER
+        def torn(handler, body):
+            handler.close_connection = True
+            return 200, ANSWER, {"Content-Length": "9999"}
+        host = self.serve({"/slow": slow, "/torn": torn, "/page": (200, b"<html/>"), "/other": (200, b"hello"), "/denied": (401, b""), "/moved": (302, b"", {"Location": "/"}), "/": (200, ANSWER)})
+        with http.server.HTTPServer(("127.0.0.1", 0), None) as closed:
+            nobody = f"http://127.0.0.1:{closed.server_port}/"
+        for code, words, arguments in (
+                (2, ["mailto"], ["mailto:x"]),
+                (5, ["Pass"], [host, "-d", self.write("x.xml", "<Passing/>")]),
+                (5, [str(self.folder)], [host, "-o", self.folder / "no/such"]),
+                (6, [nobody], [nobody]),
+                (6, ["/torn"], [host + "/torn"]),
+                (7, ["/slow"], [host + "/slow", "--max-time=1"]),
+                (8, ["https"], [host.replace("http", "https")]),
+                (9, ["401"], [host + "/denied"]),
+                (10, ["404"], [host + "/gone"]),
+                (10, ["302"], [host + "/moved"]),
+                (12, ["html"], [host + "/page"]),
+                (12, ["hello"], [host + "/other"])):
+            with self.subTest(code=code, arguments=arguments):
+                values = [] if "-d" in arguments else ["-pnumber=1"]
+                self.fail_with(code, words, "call", ORDERS, "GetOrder", *values, "--address", *arguments)
+        self.assertEqual(list(self.folder.glob("*no*")), [])
+
+    def test_login(self):
+        def guarded(handler, body):
+            if handler.headers["Authorization"] == "Basic " + base64.b64encode(b"ann:p:\xc3\xa4 ").decode():
+                return 200, ANSWER
+            return 401, b"", {"WWW-Authenticate": 'Basic realm="r"'}
+        host = self.serve({"/": guarded})
+        call = ["call", host + "/files/orders.wsdl", *GET_ORDER, "--address", host]
+        self.fail_with(9, ["401"], *call)
+        password = "p:\u00e4 "
+        self.write("password", password + "\r\n")
+        self.succeed(*call, "--user=ann", "--password-file", self.folder / "password")
+        self.succeed(*call, "--user=ann", "--password-file=-", input=password.encode())
+        self.fail_with(9, ["401"], *call, "--user=ann", "--password-file=-", input=b"wrong")
+        stored = self.write("credentials.toml", f'["desk"]\nuser = "ann"\npassword = "{password}"\n')
+        os.chmod(stored, 0o600)
+        self.succeed(*call, "--auth-domain=desk", env=[("QVWS_CREDENTIALS_FILE", stored)])
+        text = self.fail_with(13, ["shop"], *call, "--auth-domain=shop", env=[("QVWS_CREDENTIALS_FILE", stored)])
+        self.assertNotIn(password, text)
+        # Asked for on a terminal, where it does not show.
+        shown = self.on_terminal([*call, "--user=ann"], typed=("Password for ann: ", password + "\n"))
+        self.assertEqual((b"answer" in shown, password.encode() in shown), (True, False))
+
+    def on_terminal(self, arguments, typed=None):
+        """Runs the program on a terminal of its own; gives what the terminal shows."""
+        process, terminal = pty.fork()
+        if process == 0:
+            os.execve(BIN / "qvws", ["qvws", *map(str, arguments)], self.env)
+        shown = b""
+        while True:
+            try:
+                got = os.read(terminal, 65536)
+            except OSError:  # the end, on Linux
+                break
+            shown += got
+            if not got:
+                break
+            if typed and typed[0].encode() in shown:
+                os.write(terminal, typed[1].encode())
+                typed = None
+        os.close(terminal)
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(process, 0)[1]), 0, shown)
+        return shown
+
+    def test_progress(self):
+        def slow(handler, body):
+            time.sleep(1.2)
+            return 200, ANSWER
+        host = self.serve({"/": (200, ANSWER), "/slow": slow})
+        call = ["call", ORDERS, *GET_ORDER, "--address"]
+        self.assertRegex(self.on_terminal([*call, host + "/slow"]), rb"\r\x1b\[Kqvws: sent \d.*, received .*, 0\.\d s.*\r\x1b\[K<")
+        self.assertNotIn(b"qvws: ", self.on_terminal([*call, host]))
+        self.assertEqual(self.run_program(*call, host + "/slow").stderr, b"")
+
+    def test_interrupt(self):
+        entered, leave = threading.Event(), threading.Event()
+        self.addCleanup(leave.set)
+        def stuck(handler, body=None):
+            entered.set()
+            leave.wait(30)
+            return 200, ANSWER
+        host = self.serve({"/": stuck})
+        out = self.folder / "out.xml"
+        for signals in (1, 2):
+            entered.clear()
+            with subprocess.Popen([BIN / "qvws", "call", ORDERS, *GET_ORDER, "--address", host, "-o", out], env=self.env, stderr=subprocess.PIPE,
+                                  preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL)) as process:
+                self.assertTrue(entered.wait(30))
+                for _ in range(signals):
+                    process.send_signal(signal.SIGINT)
+                stderr = process.communicate(timeout=30)[1]
+            self.assertEqual(process.returncode, 130, stderr)
+            if signals == 1:
+                self.assertIn(b"QVWS-1725", stderr)
+                self.assertEqual([f.name for f in self.folder.iterdir()], [])
+
+
+class Uri(Case):
+    def test_variables(self):
+        template = "http://h/{a}/{b,c:3}{?d*,a}{;e%20}"
+        self.assertEqual(self.succeed("uri", template), "a\nb\nc\nd\ne%20\n")
+        self.assertEqual(self.object("uri", "--json", template), {"template": template, "variables": ["a", "b", "c", "d", "e%20"]})
+        self.assertEqual(self.succeed("uri", "http://h/"), "")
+        self.fail_with(2, ["QVWS-1725", "10"], "uri", "http://h/{a")
 
 
 class Terminal(Case):
