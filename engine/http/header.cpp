@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/header.h"
 
+#include "xml/characters.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
@@ -43,21 +45,19 @@ std::string charsetOf(std::string_view contentType) {
 }
 
 std::string beginningOf(std::string_view body) {
-  constexpr std::size_t kCharacters = 200;
+  constexpr int kCharacters = 200;
   std::string text;
-  std::size_t characters = 0;
-  for (const char c : body) {
-    const bool continues = (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-    if (!continues && ++characters > kCharacters) return text;
-    text += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-  }
-  // A character that the end of the bytes went through is left out.
-  std::size_t lead = text.size();
-  while (lead > 0 && (static_cast<unsigned char>(text[lead - 1]) & 0xC0) == 0x80) --lead;
-  if (lead > 0) {
-    const auto first = static_cast<unsigned char>(text[lead - 1]);
-    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
-    if (text.size() - (lead - 1) < length) text.resize(lead - 1);
+  std::size_t at = 0;
+  for (int i = 0; i < kCharacters && at < body.size(); ++i) {
+    const std::size_t begin = at;
+    const char32_t character = nextCharacter(body, at);
+    if (character == kNoCharacter) {
+      text += "\xEF\xBF\xBD";  // what is no UTF-8 becomes U+FFFD
+    } else if (character < 0x20) {
+      text += ' ';
+    } else {
+      text += body.substr(begin, at - begin);
+    }
   }
   return text;
 }

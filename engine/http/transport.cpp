@@ -360,7 +360,9 @@ int Transport::run(Handle& handle, Transfer& transfer, bool& stopped) {
 namespace {
 
 /// What a failed transfer means.
-ErrorCode errorOf(CURLcode code) {
+ErrorCode errorOf(CURLcode code, std::string_view detail) {
+  // With TLS 1.3 a server refuses a client's certificate when the handshake is over for the client: then an alert comes in place of the answer.
+  if (code == CURLE_RECV_ERROR && detail.find(" alert ") != std::string_view::npos) return ErrorCode::Tls;
   switch (code) {
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
@@ -419,9 +421,9 @@ void Transport::perform(Handle& handle, const std::string& name, Transfer& trans
   long connected = 0;
   curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &connected);
   if (connected == 407) {
-    throw Error(ErrorCode::Authentication, name + ": the HTTP proxy wants other credentials; check WSCP_PROXY_USER and its password");
+    throw Error(ErrorCode::Authentication, name + ": the HTTP proxy answered with HTTP status 407; check WSCP_PROXY_USER and its password");
   }
-  const ErrorCode error = errorOf(code);
+  const ErrorCode error = errorOf(code, handle.detail.c_str());
   throw Error(error, name + ": " + (handle.detail[0] != '\0' ? handle.detail.c_str() : curl_easy_strerror(code)) + adviceFor(error));
 }
 

@@ -265,7 +265,7 @@ void ReplyReader::Impl::finish() {
   if (kind_ == Kind::Other) return;
   if (isFault_) {
     fault_ = faultReader_.finish();
-    if (cuts_.back().most > 0) fault_.detail = std::move(cuts_.back().text);
+    if (!cuts_.empty() && cuts_.back().most > 0) fault_.detail = std::move(cuts_.back().text);
   }
   for (const Cut& cut : cuts_) {
     if (cut.match == Match::None || cut.most > 0) continue;
