@@ -213,6 +213,7 @@ TEST_F(Invocation, StoresWhatIsAnswered) {
   EXPECT_FALSE(client_->GetResponseValueByIndex(0, 0, nullptr, got)) << "nor is a position remembered";
   EXPECT_TRUE(client_->Invoke(nullptr, err_));
   EXPECT_EQ(responses(), "again=1 ");
+  EXPECT_EQ(script().takenOut, 2) << "each second row set, and it alone";
 }
 
 TEST_F(Invocation, ResponseValuesByPosition) {
