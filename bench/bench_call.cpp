@@ -81,10 +81,10 @@ class Caller {
 /// A loop around curl_easy_perform.
 class Bare : public Caller {
  public:
-  Bare(const std::string& address, const Request& request) : request_(request), curl_(curl_easy_init()) {
+  Bare(const std::string& address, Request request) : request_(std::move(request)), curl_(curl_easy_init()) {
     const auto header = [this](const std::string& line) { headers_ = curl_slist_append(headers_, line.c_str()); };
     for (const auto& [name, value] : request_.headers)
-      if (name != "Content-Length") header(name + ": " + value);
+      if (name != "Content-Length") header(std::string(name).append(": ").append(value));
     for (const char* own : {"Accept", "Content-Type", "Expect"})
       if (!request_.headers.contains(own)) header(std::string(own) + ":");  // libcurl leaves its own out
     curl_easy_setopt(curl_, CURLOPT_URL, address.c_str());

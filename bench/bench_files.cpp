@@ -37,7 +37,7 @@ constexpr char kEnvelopeEnd[] = "</soap:Body></soap:Envelope>";
 class Large {
  public:
   Large(std::string head, const std::string& line, std::string tail, std::uint64_t size) : head_(std::move(head)), tail_(std::move(tail)) {
-    while (block_.size() < 64 * 1024) block_ += line;
+    while (block_.size() < kBlock) block_ += line;
     blocks_ = size / block_.size() + 1;
   }
   [[nodiscard]] std::uint64_t size() const { return head_.size() + blocks_ * block_.size() + tail_.size(); }
@@ -56,6 +56,8 @@ class Large {
   }
 
  private:
+  static constexpr std::size_t kBlock = 65536;
+
   std::string head_;
   std::string block_;
   std::string tail_;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "answer.h"
 
-#include "proxy_call.h"
-
 bool Answer::read(const ProxyCall& call, QvbString& err) {
   if (qvwlpResponse_parameters(call.response(), &parameters_) == qvwlpOk) return true;
   setMessage(err, kMsgOutOfMemory);
@@ -21,14 +19,10 @@ QvwlpRowSet* Answer::rows(int32_t parameter) const {
   return cell.type == qvwlpRowSet && cell.present != 0 ? cell.data.rowSet : nullptr;
 }
 
-OwnRows Answer::takeRows(int32_t parameter) {
-  OwnRows taken(rows(parameter));
+RowSetHandle Answer::takeRows(int32_t parameter) {
+  RowSetHandle taken(rows(parameter));
   if (taken != nullptr) parameters_.cells[parameter].data.rowSet = nullptr;
   return taken;
-}
-
-void RowSetDestroyer::operator()(QvwlpRowSet* rows) const noexcept {
-  qvwlpRowSet_destroy(rows);
 }
 
 const QvwlpValue* AnswerRow::cell(int32_t column) const {
@@ -55,8 +49,9 @@ AnswerRows::AnswerRows(QvwlpRowSet* rows) : rows_(rows) {
   recount();
 }
 
-void AnswerRows::recount() {
+int32_t AnswerRows::recount() {
   count_ = rows_ != nullptr ? qvwlpRowSet_getRows(rows_) : 0;
+  return count_;
 }
 
 bool AnswerRows::fetch(QvbString& err) {

@@ -2,6 +2,7 @@
 #ifndef QVWS_SRC_ANSWER_H
 #define QVWS_SRC_ANSWER_H
 
+#include "proxy_call.h"
 #include "report.h"
 
 #include <qvb/string.h>
@@ -11,20 +12,12 @@
 
 #include <stdint.h>
 
-#include <memory>
 #include <span>
 #include <string_view>
 #include <utility>
 
 // Everything that is read of an answer goes through this file. Whatever the proxy sends, a cell that is missing, absent or of another type reads as
 // null.
-
-class ProxyCall;
-
-struct RowSetDestroyer {
-  void operator()(QvwlpRowSet* rows) const noexcept;
-};
-using OwnRows = std::unique_ptr<QvwlpRowSet, RowSetDestroyer>;
 
 /// The parameters of an answer, valid as long as its call.
 class Answer {
@@ -35,8 +28,8 @@ class Answer {
   [[nodiscard]] int64_t integer(int32_t parameter) const;
   /// A row set; null when there is none.
   [[nodiscard]] QvwlpRowSet* rows(int32_t parameter) const;
-  /// Takes a row set out of the response: from then on the caller ends it. Null when there is none.
-  OwnRows takeRows(int32_t parameter);
+  /// Takes a row set out of the answer, which then holds none there; null when there was none.
+  RowSetHandle takeRows(int32_t parameter);
 
  private:
   QvwlpParameters parameters_{nullptr, 0};
@@ -60,14 +53,14 @@ class AnswerRow {
   QvwlpRow row_{nullptr, 0};
 };
 
-/// The rows of a row set, in their order. The number of rows is taken first.
+/// The rows of a row set, in their order. The number of rows is taken first, and again when asked for.
 class AnswerRows {
  public:
   AnswerRows() = default;
   explicit AnswerRows(QvwlpRowSet* rows);
   [[nodiscard]] int32_t count() const { return count_; }
-  /// Takes the number of rows anew.
-  void recount();
+  /// The number of rows that the row set has by now.
+  int32_t recount();
   [[nodiscard]] const AnswerRow& row() const { return row_; }
   /// Makes the next row the current one. False with 444.
   bool fetch(QvbString& err);

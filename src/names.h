@@ -22,9 +22,9 @@ inline constexpr char kXQueryDirectory[] = "xquery";
 // Its methods.
 inline constexpr char kSetNamespaces[] = "SetNamespaces";
 inline constexpr char kSetOptions[] = "SetOptions";
-inline constexpr char kSetParameters[] = "SetParameters";
 inline constexpr char kReset[] = "Reset";
 inline constexpr char kDiscoverUri[] = "DiscoverURI";
+inline constexpr char kSetParameters[] = "SetParameters";
 inline constexpr char kInvoke[] = "Invoke";
 inline constexpr char kDiscover[] = "Discover";
 inline constexpr char kDiscoverRelease[] = "DiscoverRelease";

@@ -46,14 +46,15 @@ class IndexedMap {
     position_ = -1;
     return map_.erase(entry);
   }
-  void clear() {
-    position_ = -1;
-    map_.clear();
-  }
   /// Takes the first entry out, so that it ends outside of the map.
   typename Map::node_type takeFirst() {
     position_ = -1;
     return map_.extract(map_.begin());
+  }
+
+  void clear() {
+    position_ = -1;
+    map_.clear();
   }
 
   /// The entry at a position in key order; the end when there is none.

@@ -82,26 +82,25 @@ void WebServiceClientImpl::ReportProxyError(const char* method, int32_t status, 
 }
 
 bool RequestRows::create(QvjniProxy* proxy, const char* columnTypes, QvbString& err) {
-  rows_ = qvjniProxyRowSetCreate(proxy, columnTypes);
+  rows_.reset(qvjniProxyRowSetCreate(proxy, columnTypes));
   if (rows_ != nullptr) return true;
   setMessage(err, kMsgOutOfMemory);
   return false;
 }
 
 bool RequestRows::add(std::initializer_list<QvwlpValue> cells, QvbString& err) {
-  const int32_t status = qvwlpRowSet_addRow(rows_, cells.begin());
+  const int32_t status = qvwlpRowSet_addRow(rows_.get(), cells.begin());
   if (status == qvwlpOk) return true;
   setMessage(err, kMsgRowNotTaken, status);
   return false;
 }
 
-void RequestRows::destroy() noexcept {
-  if (rows_ != nullptr) qvwlpRowSet_destroy(rows_);
-  rows_ = nullptr;
+void RowSetDestroyer::operator()(QvwlpRowSet* rows) const noexcept {
+  qvwlpRowSet_destroy(rows);
 }
 
 void RequestRows::abandon(const char* /*reason*/) noexcept {
-  rows_ = nullptr;
+  (void)rows_.release();
 }
 
 ProxyCall::~ProxyCall() {
@@ -118,6 +117,7 @@ bool ProxyCall::addRows(const char* columnTypes) {
 bool ProxyCall::send(const char* responseTypes, QvjniInvokeCallback* callback) {
   const int32_t status =
       qvjniProxyCall(proxy_, callback, names::kProxyInterface, method_, responseTypes, count_, count_ > 0 ? cells_.data() : nullptr, &response_);
+  rows_.destroy();
   if (status == qvwlpOk) return true;
   WebServiceClientImpl::ReportProxyError(method_, status, response_, err_);
   return false;

@@ -47,26 +47,30 @@ using ProxyHandle = std::unique_ptr<QvjniProxy, ProxyDestroyer>;
 /// Makes an instance of the web service proxy class. Null on failure; the proxy library has then told the log callback why.
 ProxyHandle createProxy(QvjniOptionCallback& option, QvjniLogCallback& log);
 
+struct RowSetDestroyer {
+  void operator()(QvwlpRowSet* rows) const noexcept;
+};
+using RowSetHandle = std::unique_ptr<QvwlpRowSet, RowSetDestroyer>;
+
 /// Rows of a request.
 class RequestRows {
  public:
   RequestRows() = default;
   RequestRows(const RequestRows&) = delete;
   RequestRows& operator=(const RequestRows&) = delete;
-  ~RequestRows() { destroy(); }
 
   /// Makes the row set. False with 444.
   bool create(QvjniProxy* proxy, const char* columnTypes, QvbString& err);
   /// Appends a row. False with 768.
   bool add(std::initializer_list<QvwlpValue> cells, QvbString& err);
-  [[nodiscard]] QvwlpRowSet* get() const { return rows_; }
-  void destroy() noexcept;
+  [[nodiscard]] QvwlpRowSet* get() const { return rows_.get(); }
+  void destroy() noexcept { rows_.reset(); }
   /// Leaves the row set to the proxy, with which it goes.
   /// @param reason  why it is left; for the reader
   void abandon(const char* reason) noexcept;
 
  private:
-  QvwlpRowSet* rows_ = nullptr;
+  RowSetHandle rows_;
 };
 
 /// One call of a method: its request and its response, which end with it.
@@ -81,13 +85,13 @@ class ProxyCall {
   void addText(const QvbString& text) { cells_.at(static_cast<size_t>(count_++)) = cell::text(text); }
   /// Adds a row set with these columns; its rows follow. False with 444.
   bool addRows(const char* columnTypes);
-  /// Adds the place of a row set that is absent.
+  /// Adds an absent row set.
   void addNoRows() { cells_.at(static_cast<size_t>(count_++)) = cell::absent(qvwlpRowSet); }
   bool addRow(std::initializer_list<QvwlpValue> cells) { return rows_.add(cells, err_); }
   /// Keeps a text alive as long as the call.
   const QvbString& keep(QvbString text) { return kept_.emplace_back(std::move(text)); }
 
-  /// Calls the method and waits. False with 1725 or 1726.
+  /// Calls the method and waits; the rows of the request end with that, whatever the status. False with 1725 or 1726.
   bool send(const char* responseTypes, QvjniInvokeCallback* callback = nullptr);
 
   [[nodiscard]] QvwlpResponse* response() const { return response_; }

@@ -20,7 +20,7 @@ enum MessageId : int32_t {
   kMsgRowNotTaken = 768,
   kMsgIndexOutOfRange = 1420,
   kMsgPrefixBound = 1442,
-  kMsgUnknownOutput = 1590,
+  kMsgOutputNotBound = 1590,
   kMsgNoSuchOperation = 1603,
   kMsgProxyError = 1725,
   kMsgCallFailed = 1726,

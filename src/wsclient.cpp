@@ -41,7 +41,7 @@ WebServiceClientImpl::~WebServiceClientImpl() {
 
 bool WebServiceClientImpl::AddRequestValue(const QvbString& name, const QvbString& value, QvbString& err) {
   err.setNull();
-  append(requestValues_, name, value);
+  appendValue(requestValues_, name, value);
   return true;
 }
 
@@ -81,9 +81,8 @@ void WebServiceClientImpl::unbindAll(Bindings& bindings) {
   while (!bindings.empty()) bindings.takeFirst();
 }
 
-// The list is made with its first value in it: a name always has one.
-void WebServiceClientImpl::append(ValueLists& lists, const QvbString& name, const QvbString& value) {
-  std::vector<QvbString> single{value};
+void WebServiceClientImpl::appendValue(ValueLists& lists, const QvbString& name, const QvbString& value) {
+  std::vector<QvbString> single{value};  // a name never stands without a value, not even when memory runs out
   const auto [entry, added] = lists.tryEmplace(name, std::move(single));
   if (!added) entry->second.push_back(value);
 }

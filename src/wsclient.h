@@ -58,7 +58,6 @@ class WebServiceClientImpl final : public WebServiceClient {
   using Bindings = IndexedMap<std::unique_ptr<ParmBinding>>;
   struct OptionRecord;
   struct LogRecord;
-  struct InvokeRecord;
   struct Credentials;
 
   ~WebServiceClientImpl() override;
@@ -79,10 +78,10 @@ class WebServiceClientImpl final : public WebServiceClient {
 
   bool sendParameters(QvjniProxy* proxy, QvbString& err);
   bool addRequestValues(ProxyCall& call);
-  bool takeOutputs(QvwlpRowSet* rowSet, QvbString& err);
-  bool takeResults(QvwlpRowSet* rowSet, QvbString& err);
+  bool storeOutputs(QvwlpRowSet* rowSet, QvbString& err);
+  bool storeResponseValues(QvwlpRowSet* rowSet, QvbString& err);
 
-  static void append(ValueLists& lists, const QvbString& name, const QvbString& value);
+  static void appendValue(ValueLists& lists, const QvbString& name, const QvbString& value);
   static bool firstValue(ValueLists& lists, const QvbString& name, QvbString& value);
   static bool valueAt(ValueLists& lists, const QvbString& name, int32_t index, QvbString& value);
   static bool bind(Bindings& bindings, const QvbString& name, WebServiceParmValue* value, int32_t direction, QvbString& err);

@@ -10,59 +10,64 @@
 
 #include <memory>
 #include <new>
-#include <type_traits>
-#include <utility>
 
-/// What the proxy is given to poll: the head that it knows, and whom the poll function asks.
-struct WebServiceClientImpl::InvokeRecord {
+namespace {
+
+/// What the proxy is given to poll while a call waits.
+struct InvokeRecord {
   QvjniInvokeCallback head;
   WebServiceClientImpl* client;
   WebServiceInvokeCallback* callback;
-
-  static int32_t poll(QvjniInvokeCallback* head) { return reinterpret_cast<InvokeRecord*>(head)->callback->isCancelled() ? 1 : 0; }
-
-  static void checkLayout() {
-    static_assert(std::is_standard_layout_v<InvokeRecord> && offsetof(InvokeRecord, head.option) == 0 && offsetof(InvokeRecord, head.poll) == 8 &&
-                      offsetof(InvokeRecord, client) == 16 && offsetof(InvokeRecord, callback) == 24 && sizeof(InvokeRecord) == 32,
-                  "option, poll, client, callback: the proxy is given the address of the whole");
-  }
 };
 
-bool WebServiceClientImpl::Invoke(WebServiceInvokeCallback* callback, QvbString& err) {
-  InvokeRecord record{{0, &InvokeRecord::poll}, this, callback};
-  if (callback != nullptr) record.head.option = callback->getOption();
-  QvjniProxy* proxy = Connect(false, err);
-  if (proxy == nullptr) return false;
-  if (!(inputValues_.empty() && outputValues_.empty()) && !sendParameters(proxy, err)) return false;
+static_assert(offsetof(InvokeRecord, head) == 0 && offsetof(InvokeRecord, client) == 16 && offsetof(InvokeRecord, callback) == 24 &&
+                  sizeof(InvokeRecord) == 32,
+              "the head, then what the library needs to know when it is polled");
 
-  ProxyCall call(proxy, names::kInvoke, err);
-  if (!addRequestValues(call)) return false;
-  if (!call.send(types::kRowsRows, callback != nullptr ? &record.head : nullptr)) return false;
-  call.rows().destroy();
-  Answer answer;
-  if (!answer.read(call, err)) return false;
-  // Taken out first: it is read last, and ends before the response.
-  const OwnRows results = answer.takeRows(1);
-  if (!takeOutputs(answer.rows(0), err)) return false;
-  responseValues_.clear();
-  return takeResults(results.get(), err);
+int32_t poll(QvjniInvokeCallback* head) {
+  const auto& record = *reinterpret_cast<InvokeRecord*>(head);
+  try {
+    return record.callback->isCancelled() ? 1 : 0;
+  } catch (...) {
+    // A host's mistake: the call ends instead of an exception crossing the proxy library.
+    record.client->getLogger().log(qvlogError, __FILE__, __LINE__, "The invoke callback threw an exception: the call is stopped.");
+    return 1;
+  }
 }
 
+}  // namespace
+
+bool WebServiceClientImpl::Invoke(WebServiceInvokeCallback* callback, QvbString& err) {
+  // The callback is asked for its option once, and before anything else happens.
+  InvokeRecord record{{callback != nullptr ? callback->getOption() : 0, poll}, this, callback};
+  QvjniProxy* proxy = Connect(false, err);
+  if (proxy == nullptr || !sendParameters(proxy, err)) return false;
+
+  ProxyCall call(proxy, names::kInvoke, err);
+  Answer answer;
+  if (!addRequestValues(call) || !call.send(types::kRowsRows, callback != nullptr ? &record.head : nullptr) || !answer.read(call, err)) return false;
+  const RowSetHandle results = answer.takeRows(1);
+  return storeOutputs(answer.rows(0), err) && storeResponseValues(results.get(), err);
+}
+
+/// Tells the proxy of the bound values, if there are any.
 bool WebServiceClientImpl::sendParameters(QvjniProxy* proxy, QvbString& err) {
+  if (inputValues_.empty() && outputValues_.empty()) return true;
   ProxyCall call(proxy, names::kSetParameters, err);
   if (!call.addRows(types::kParameterRow)) return false;
   for (Bindings* bindings : {&inputValues_, &outputValues_}) {
-    for (auto& [name, binding] : *bindings) {
-      auto* value = static_cast<WebServiceParmValueImpl*>(binding->value.get());
-      if (value == nullptr) continue;  // a host may bind nothing to a name; then there is nothing to tell of it
-      if (value->writeRows(call.rows(), *binding, err)) continue;
-      call.rows().abandon("the rows of a value that cannot be described are left alone, as they always were");
+    for (const auto& [name, binding] : *bindings) {
+      // A host may bind a null value. There is nothing to say of it to the proxy.
+      if (binding->value == nullptr) continue;
+      if (static_cast<WebServiceParmValueImpl*>(binding->value.get())->writeRows(call.rows(), *binding, err)) continue;
+      call.rows().abandon("rows that a value could not complete have always been left to the proxy, with which they go");
       return false;
     }
   }
   return call.send(types::kNone);
 }
 
+/// Adds the request values to a call: a row each, or an absent row set when there are none.
 bool WebServiceClientImpl::addRequestValues(ProxyCall& call) {
   if (requestValues_.empty()) {
     call.addNoRows();
@@ -77,40 +82,43 @@ bool WebServiceClientImpl::addRequestValues(ProxyCall& call) {
   return true;
 }
 
-bool WebServiceClientImpl::takeOutputs(QvwlpRowSet* rowSet, QvbString& err) {
+/// Puts the answered texts into the bound outputs. What has been stored before a failure stays.
+bool WebServiceClientImpl::storeOutputs(QvwlpRowSet* rowSet, QvbString& err) {
   AnswerRows rows(rowSet);
   for (int32_t i = 0; i < rows.count(); ++i) {
     if (!rows.fetch(err)) return false;
-    const AnswerRow& row = rows.row();
-    const QvbString key = QName(row.text(1), row.text(2)).toText();
+    const QvbString key = QName(rows.row().text(1), rows.row().text(2)).toText();
     const auto output = outputValues_.find(key);
-    if (output == outputValues_.end()) {
-      logger_->logMessage(qvlogInfo, __FILE__, __LINE__, kMsgUnknownOutput, key.asCstr());
+    // A null value takes no text: nothing is bound for it either.
+    if (output == outputValues_.end() || output->second->value == nullptr) {
+      logger_->logMessage(qvlogInfo, __FILE__, __LINE__, kMsgOutputNotBound, key.asCstr());
       continue;
     }
-    WebServiceParmValue* value = output->second->value.get();
-    if (value != nullptr && !value->setProperty(names::kStringValue, row.text(3), err)) return false;
+    if (!output->second->value->setProperty(names::kStringValue, rows.row().text(3), err)) return false;
   }
   return true;
 }
 
-bool WebServiceClientImpl::takeResults(QvwlpRowSet* rowSet, QvbString& err) {
+/// Replaces the response values by those of an answer, of which there are none without a row set.
+bool WebServiceClientImpl::storeResponseValues(QvwlpRowSet* rowSet, QvbString& err) {
+  responseValues_.clear();
   AnswerRows rows(rowSet);
   for (int32_t i = 0; i < rows.count(); ++i) {
     if (!rows.fetch(err)) return false;
-    append(responseValues_, rows.row().text(1), rows.row().text(2));
+    appendValue(responseValues_, rows.row().text(1), rows.row().text(2));
   }
   return true;
 }
 
 bool WebServiceClientImpl::Reset(QvbString& err) {
+  // The values are unbound first, so also when the proxy cannot be reached. Nothing else of the client is forgotten.
   unbindAll(inputValues_);
   unbindAll(outputValues_);
   QvjniProxy* proxy = Connect(false, err);
   if (proxy == nullptr) return false;
   ProxyCall call(proxy, names::kReset, err);
   if (!call.send(types::kNone)) {
-    call.abandonResponse("a failed reset leaves its response to the proxy, as it always did");
+    call.abandonResponse("that of a failed reset has always been left to the proxy, with which it goes");
     return false;
   }
   err.setNull();
@@ -130,9 +138,8 @@ QvbStringCursor* WebServiceClientImpl::DiscoverURI(const QvbString& uri, QvbStri
   }
   Answer answer;
   if (!answer.read(call, err)) return nullptr;
-  // The number of rows is asked for again after each one, as ever.
-  QvwlpRowSet* rowSet = answer.rows(0);
-  AnswerRows rows(rowSet);
+  AnswerRows rows(answer.rows(0));
+  // The number of rows is asked for again after each one.
   for (int32_t i = 0; i < rows.count(); ++i, rows.recount()) {
     if (!rows.fetch(err)) return nullptr;
     variables->append(rows.row().text(1));

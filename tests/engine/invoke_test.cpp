@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -44,6 +45,7 @@ class Invoke : public testing::Test {
     while (!server.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   ~Invoke() override {
+    engine_.reset();  // the server waits for its connections
     server.stop();
     thread_.join();
   }
@@ -61,7 +63,8 @@ class Invoke : public testing::Test {
     ASSERT_EQ(done.status, 0) << done.error;
   }
 
-  Engine engine;
+  std::unique_ptr<Engine> engine_ = std::make_unique<Engine>();
+  Engine& engine = *engine_;
   int status = 200;
   std::string type = "text/xml; charset=utf-8";
   std::string body = envelope("<r xmlns=\"urn:t\">ok</r>");
@@ -162,7 +165,7 @@ TEST_F(Invoke, JudgesAnswers) {
        "HTTP status 404 Not Found; check the address. It said: <h1>not here"},
       {500, "text/xml", body, 207, "HTTP status 500"},
       {200, "text/html", "<p>welcome", 402, "text/html"},
-      {200, "text/xml", "<a/>", 402, "Envelope"},
+      {200, "text/xml", "<a/>", 402, "SOAP envelope"},
       {200, "text/xml", body.substr(0, body.size() - 5), 402, "not understood"},
       {302, "text/xml", "", 209, ""},
   };
@@ -203,7 +206,7 @@ TEST_F(Invoke, FilesGoInAndOutOrNotAtAll) {
   const Answered done = engine.invoke();
   ASSERT_EQ(done.status, 0) << done.error;
   EXPECT_NE(request_.body.find("<op xmlns=\"urn:t\">from a file</op></"), std::string::npos);
-  EXPECT_EQ(content(), "<r xmlns=\"urn:t\">ok</r>");
+  EXPECT_EQ(content(), "<r xmlns:s=\"" + kSoap11 + "\" xmlns=\"urn:t\">ok</r>") << "what a file needs cannot be known ahead";
   EXPECT_EQ(shown(done.rows.at(0)), "urn:t|r|-|\n");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(engine.folder()), std::filesystem::directory_iterator()), 2) << "temporary files stay";
 }
@@ -234,12 +237,14 @@ TEST_F(Invoke, RefusesBeforeAnythingIsSent) {
   const std::vector<Row> nameless{{{}, {}, "type", "String", "1"}};
   const std::vector<Row> pathless{{{}, "o", "direction", "Output", {}}, {{}, {}, "type", "File", "1"}};
   const std::vector<Row> odd{{{}, "o", "direction", "Output", {}}, {{}, {}, "Colour", "red", "1"}};
-  std::vector<Row> twice{{{}, "o", "direction", "Output", {}}, {{}, {}, "type", "File", "1"}, {{}, {}, "Path", "x", "1"}};
-  twice.insert(twice.end(), twice.begin(), twice.end());
-  twice[3][1] = "p";
+  const auto file = [](const char* name) {
+    return std::vector<Row>{{{}, name, "direction", "Output", {}}, {{}, {}, "type", "File", "1"}, {{}, {}, "Path", "x", "1"}};
+  };
+  std::vector<Row> twice = file("o");
+  for (const Row& row : file("p")) twice.push_back(row);
   const Case cases[] = {
       {"/etc/passwd", {}, fine, {}, 202, "endpoint"},
-      {"http://h/{x", {}, fine, {}, 106, "11"},
+      {"http://h/{x", {}, fine, {}, 106, "position 10"},
       {"http://h/{x}", {}, fine, {{"y", "1"}}, 106, "'y'"},
       {"http://h/", {}, fine, {{"y", "1"}}, 106, "it has none"},
       {"http://h/", {}, fine, {{"HTTP_HEADER/X", "a\r\nEvil: 1"}}, 106, "HTTP_HEADER/X"},

@@ -13,27 +13,41 @@
 
 #include <algorithm>
 #include <new>
+#include <set>
+#include <utility>
 
 using scripted::script;
 
 struct QvjniProxy {};
 struct QvwlpRowSet {
-  std::string columns;
-  scripted::Rows rows;
-  std::vector<std::vector<QvwlpValue>> cells;
-  std::vector<std::string> sent;
+  QvjniProxy* proxy;
+  std::string columns;                         // of a request
+  scripted::Rows rows;                         // of an answer
+  std::vector<std::vector<QvwlpValue>> cells;  // of either
   size_t next = 0;
 };
 struct QvwlpResponse {
+  QvjniProxy* proxy;
+  std::string method;
   scripted::Reply reply;
-  std::deque<QvwlpRowSet> sets;
   std::vector<QvwlpValue> parameters;
 };
 
 namespace {
 
-bool fails() {
-  return ++script().platformCalls == script().failAt;
+// Everything handed out belongs to its proxy and goes with it at the latest.
+std::set<QvwlpRowSet*> rowSets;
+std::set<QvwlpResponse*> responses;
+
+QvwlpRowSet* newRowSet(QvjniProxy* proxy, std::string columns, scripted::Rows rows) {
+  ++script().live;
+  return *rowSets.insert(new QvwlpRowSet{proxy, std::move(columns), std::move(rows), {}}).first;
+}
+
+bool fails(const char* function) {
+  if (!script().failOnly.empty() && script().failOnly != function) return false;
+  const int32_t call = ++script().platformCalls;
+  return call == script().failAt || (script().failOn && script().failAt > 0 && call > script().failAt);
 }
 
 std::string typesOf(const char* types) {
@@ -48,7 +62,11 @@ std::string print(const QvwlpValue& value) {
   if (value.type == qvwlpBoolean) return value.data.truth != 0 ? "true" : "false";
   if (value.type == qvwlpRowSet) {
     std::string text = "[" + typesOf(value.data.rowSet->columns.c_str()) + ":";
-    for (const std::string& row : value.data.rowSet->sent) text += " " + row + ";";
+    for (const std::vector<QvwlpValue>& row : value.data.rowSet->cells) {
+      text += " ";
+      for (const QvwlpValue& cell : row) text += (&cell != row.data() ? "|" : "") + print(cell);
+      text += ";";
+    }
     return text + "]";
   }
   // The length and the terminating NUL must agree, and the bytes still be there when the call is made.
@@ -132,7 +150,7 @@ extern "C" int32_t qvjniProxyCreate(const char* archive, const char* interfaceNa
   script().trace.push_back(std::string("create(") + archive + " " + interfaceName + " " + className + ")");
   *proxy = nullptr;
   int32_t status = script().onCreate ? script().onCreate(option, log) : 0;
-  if (fails()) {
+  if (fails("create")) {
     log->log(log, 3, "cannot be made");
     status = qvwlpNoModule;
   }
@@ -142,19 +160,18 @@ extern "C" int32_t qvjniProxyCreate(const char* archive, const char* interfaceNa
   return 0;
 }
 
-extern "C" QvwlpRowSet* qvjniProxyRowSetCreate(QvjniProxy* /*proxy*/, const char* columnTypes) {
-  if (fails()) return nullptr;
-  ++script().live;
-  return new QvwlpRowSet{columnTypes, {}, {}, {}};
+extern "C" QvwlpRowSet* qvjniProxyRowSetCreate(QvjniProxy* proxy, const char* columnTypes) {
+  return fails("rowSetCreate") ? nullptr : newRowSet(proxy, columnTypes, {});
 }
 
-extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* /*callback*/, const char* interfaceName, const char* method,
+extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* callback, const char* interfaceName, const char* method,
                                   const char* responseTypes, int32_t count, const QvwlpValue* parameters, QvwlpResponse** response) {
   std::string line = std::string(method) + "(";
   for (int32_t i = 0; i < count; ++i) line += (i > 0 ? ", " : "") + print(parameters[i]);
   script().trace.push_back(line + ")" + typesOf(responseTypes));
   if (proxy == nullptr || strcmp(interfaceName, "WebServiceClient") != 0 || (count == 0) != (parameters == nullptr)) return qvwlpBadArgument;
-  if (fails()) return qvwlpNoMemory;
+  if (script().onCall) script().onCall(method, callback);
+  if (fails("call")) return qvwlpNoMemory;
   auto answers = script().answers.find(count > 2 ? std::string(method) + " " + print(parameters[2]) : method);
   if (answers == script().answers.end()) answers = script().answers.find(method);
   scripted::Reply reply;
@@ -163,7 +180,7 @@ extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* /*call
     if (answers->second.size() > 1) answers->second.pop_front();
   }
   if (reply.status != 0 && reply.status != qvwlpFailed) return reply.status;
-  *response = new QvwlpResponse{reply, {}, {}};
+  *response = *responses.insert(new QvwlpResponse{proxy, method, reply, {}}).first;
   ++script().live;
   size_t set = 0;
   for (; *responseTypes != 0; ++responseTypes) {
@@ -174,7 +191,7 @@ extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* /*call
       value.data.integer = reply.handle;
     } else if (set < reply.rows.size() && reply.rows[set]) {
       value.present = 1;
-      value.data.rowSet = &(*response)->sets.emplace_back(QvwlpRowSet{"", *reply.rows[set], {}, {}});
+      value.data.rowSet = newRowSet(proxy, "", *reply.rows[set]);
     }
     if (*responseTypes == qvwlpRowSet) ++set;
     (*response)->parameters.push_back(value);
@@ -185,25 +202,39 @@ extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* /*call
 extern "C" void qvjniProxyDestroy(QvjniProxy* proxy) {
   script().trace.emplace_back("destroy()");
   if (proxy != nullptr) --script().live;
+  const auto leave = [proxy](const auto& handles, const auto& name, auto destroy) {
+    for (auto* handle : std::vector(handles.begin(), handles.end())) {
+      if (handle->proxy != proxy) continue;
+      script().left.push_back(name(*handle));
+      ++script().live;
+      destroy(handle);
+    }
+  };
+  leave(
+      responses, [](const QvwlpResponse& response) { return "response " + response.method; }, qvwlpResponse_destroy);
+  leave(
+      rowSets, [](const QvwlpRowSet& rows) { return "rows " + typesOf(rows.columns.c_str()); }, qvwlpRowSet_destroy);
   delete proxy;
 }
 
 // The wire library.
 extern "C" int32_t qvwlpRowSet_addRow(QvwlpRowSet* rows, const QvwlpValue* cells) {
-  if (fails()) return qvwlpNoMemory;
-  std::string row;
+  if (fails("addRow")) return qvwlpNoMemory;
   for (size_t i = 0; i < rows->columns.size(); ++i) {
     if (cells[i].type != rows->columns[i]) return qvwlpBadArgument;
-    row += (i > 0 ? "|" : "") + print(cells[i]);
   }
-  rows->sent.push_back(row);
+  rows->cells.emplace_back(cells, cells + rows->columns.size());  // their texts are borrowed until the call
   return 0;
 }
 extern "C" int32_t qvwlpRowSet_getRows(QvwlpRowSet* rows) {
-  return static_cast<int32_t>(rows->rows.size());
+  std::deque<int32_t>& counts = script().rowCounts;
+  if (counts.empty()) return static_cast<int32_t>(rows->rows.size());
+  const int32_t count = counts.front();
+  if (counts.size() > 1) counts.pop_front();
+  return count;
 }
 extern "C" int32_t qvwlpRowSet_nextRow(QvwlpRowSet* rows, QvwlpRow* row) {
-  if (fails()) return qvwlpBadArgument;
+  if (fails("nextRow")) return qvwlpBadArgument;
   if (rows->next == rows->rows.size()) return qvwlpNoMoreRows;
   std::vector<QvwlpValue>& cells = rows->cells.emplace_back();
   for (const scripted::Text& text : rows->rows[rows->next++]) {
@@ -219,15 +250,20 @@ extern "C" int32_t qvwlpRowSet_nextRow(QvwlpRowSet* rows, QvwlpRow* row) {
   return 0;
 }
 extern "C" void qvwlpRowSet_destroy(QvwlpRowSet* rows) {
+  if (rowSets.erase(rows) == 0) abort();  // not one of ours, or ended twice
   --script().live;
   delete rows;
 }
 extern "C" int32_t qvwlpResponse_parameters(QvwlpResponse* response, QvwlpParameters* parameters) {
-  if (fails()) return qvwlpBadArgument;
+  if (fails("parameters")) return qvwlpBadArgument;
   *parameters = {response->parameters.data(), static_cast<int32_t>(response->parameters.size())};
   return 0;
 }
 extern "C" void qvwlpResponse_destroy(QvwlpResponse* response) {
+  if (responses.erase(response) == 0) abort();
+  for (const QvwlpValue& value : response->parameters) {
+    if (value.type == qvwlpRowSet && value.data.rowSet != nullptr) qvwlpRowSet_destroy(value.data.rowSet);
+  }
   --script().live;
   delete response;
 }

@@ -15,6 +15,7 @@
 
 struct QvjniOptionCallback;
 struct QvjniLogCallback;
+struct QvjniInvokeCallback;
 
 /// Stands in for the proxy library, the wire library, the configuration, the security subject and the logger. What the library does is written down
 /// in `trace`, in a short notation; what it is answered comes from `answers`.
@@ -38,16 +39,22 @@ struct Script {
   /// By method, and for the discovered objects by method, blank and local name. In order; the last one goes on answering.
   std::map<std::string, std::deque<Reply>> answers;
   std::function<int32_t(QvjniOptionCallback*, QvjniLogCallback*)> onCreate;
+  std::function<void(const std::string& method, QvjniInvokeCallback*)> onCall;  // while a method is being called
+  std::deque<int32_t> rowCounts;  // what the next questions for a number of rows are answered with; the last one goes on
   std::map<std::string, std::string> config;
   bool hasSubject = false;
   std::map<std::string, std::pair<std::string, std::string>> credentials;
   int32_t logLevel = 1;
   std::vector<std::string> log;  // "level text"
   int32_t failAt = 0;            // the platform call that fails, from 1; 0 = none
+  bool failOn = false;           // whether all that follow it fail as well
+  std::string failOnly;          // counts the calls of this function alone, such as "nextRow"; empty = all
   int32_t platformCalls = 0;
   int32_t failNew = 0;  // the non-throwing allocation that fails, from 1
   bool failRealloc = false;
-  int32_t live = 0;  // proxies, row sets, responses and uses of the subject that have not been ended
+  int32_t live = 0;  // proxies, row sets, responses and uses of the subject that the library has not ended
+  /// What was left to a proxy and went with it, all still counted in `live`: "rows 11,11", "response Reset".
+  std::vector<std::string> left;
 
   [[nodiscard]] std::string logged() const;
   [[nodiscard]] std::vector<std::string> calls() const;

@@ -1,21 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "proxy_call.h"
 #include "scripted_proxy.h"
-#include "wsclient.h"
 #include "wsuri.h"
-#include "wsvalue.h"
 
 #include <qvws/qvws.h>
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
-
-struct ClientTestAccess {
-  static void addResponse(WebServiceClient* client, const char* name, std::vector<QvbString> values) {
-    static_cast<WebServiceClientImpl*>(client)->responseValues_.tryEmplace(name, std::move(values));
-  }
-};
 
 namespace {
 
@@ -60,29 +51,6 @@ TEST_F(Client, RequestValues) {
   EXPECT_FALSE(client_->GetRequestValueAt("n", 1, value_));
   EXPECT_FALSE(client_->GetRequestValue("other", value_));
   EXPECT_TRUE(value_.isNull());
-}
-
-TEST_F(Client, ResponseValues) {
-  for (const char* name : {"c", "a", "b"}) ClientTestAccess::addResponse(client_, name, {QvbString(name).append("1"), QvbString(name).append("2")});
-  EXPECT_EQ(client_->GetResponseValueCount(), 3);
-  EXPECT_TRUE(client_->GetResponseValue("b", value_));
-  EXPECT_EQ(str(value_), "b1");
-  QvbString name;
-  std::string walked;
-  for (const int32_t i : {0, 1, 2, 1, 0, 2}) {
-    EXPECT_TRUE(client_->GetResponseValueByIndex(i, 1, &name, value_));
-    walked += str(name) + str(value_) + " ";
-  }
-  EXPECT_EQ(walked, "aa2 bb2 cc2 bb2 aa2 cc2 ");
-  EXPECT_TRUE(client_->GetResponseValueByIndex(0, -1, nullptr, value_));
-  EXPECT_EQ(str(value_), "a1");
-  for (const int32_t index : {-1, 3}) {
-    value_ = "stale";
-    EXPECT_FALSE(client_->GetResponseValueByIndex(index, 0, &name, value_));
-    EXPECT_TRUE(value_.isNull());
-    EXPECT_EQ(str(name), "c") << "left as it was";
-  }
-  EXPECT_FALSE(client_->GetResponseValueByIndex(1, 2, &name, value_));
 }
 
 TEST_F(Client, TypedOptions) {
@@ -155,62 +123,6 @@ TEST_F(Client, FactoriesReport) {
   script().failNew = 1;
   EXPECT_EQ(qvwsCreateWebServiceClient(&err), nullptr);
   EXPECT_EQ(id(err), 444);
-}
-
-TEST_F(Client, WhatIsNotBuiltYetSaysSo) {
-  client_->SetInputParmValue("i", nullptr, err_);
-  EXPECT_FALSE(client_->Invoke(nullptr, err_));
-  EXPECT_EQ(id(err_), 1726);
-  EXPECT_FALSE(client_->Reset(err_));
-  EXPECT_EQ(id(err_), 1726);
-  EXPECT_EQ(client_->DiscoverURI("u", err_), nullptr);
-  EXPECT_EQ(id(err_), 1726);
-  EXPECT_TRUE(script().trace.empty());
-}
-
-TEST_F(Client, ValuesDescribeThemselves) {
-  const struct {
-    WSPStyle style;
-    int32_t direction;
-    const char* configured;
-    const char* property;
-    const char* text;
-    const char* rows;
-  } cases[] = {
-      {WSPStyle::String, 1, nullptr, "wsps.string.value", "v", "-|n|direction|Input|-; -|-|type|String|true; -|-|Value|v|true;"},
-      {WSPStyle::String, 1, " false ", "wsps.string.value", "", "-|n|direction|Input|-; -|-|type|String|false;"},
-      {WSPStyle::File, 1, "perhaps", "wsps.file.path", "/f", "-|n|direction|Input|-; -|-|type|File|true; -|-|Path|/f|true;"},
-      {WSPStyle::File, 2, "no", "wsps.string.value", "v", "-|n|direction|Output|-; -|-|type|File|true;"},
-      {static_cast<WSPStyle>(3), 0, nullptr, "x", "v", "247"},
-  };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.rows);
-    script().trace.clear();
-    script().config.clear();
-    if (test.configured != nullptr) script().config["WEBSERVICE/VALUE_IS_XML"] = test.configured;
-    auto* value = static_cast<WebServiceParmValueImpl*>(qvwsCreateWebServiceParmValue(WSPStyle::File, &err_));
-    value->setStyle(test.style);
-    value->setDirection(test.direction);
-    EXPECT_TRUE(value->setProperty(test.property, test.text, err_));
-    EXPECT_TRUE(err_.isNull());
-    const ParmBinding binding{"n", {}};
-    ProxyHandle proxy(reinterpret_cast<QvjniProxy*>(&value));
-    ProxyCall call(proxy.get(), "SetParameters", err_);
-    ASSERT_TRUE(call.addRows(types::kParameterRow));
-    const bool written = value->writeRows(call.rows(), binding, err_);
-    if (written) {
-      EXPECT_TRUE(call.send(types::kNone));
-      EXPECT_EQ(script().trace.back(), "SetParameters([11,11,11,11,2: " + std::string(test.rows) + "])");
-    } else {
-      EXPECT_EQ(std::to_string(id(err_)), test.rows);
-    }
-    proxy.release();
-    value->removeProperty(test.property);
-    value->removeProperty(test.property);
-    EXPECT_FALSE(value->getProperty(test.property, value_));
-    EXPECT_TRUE(value_.isNull());
-    value->release();
-  }
 }
 
 TEST_F(Client, VariablesOfAUri) {

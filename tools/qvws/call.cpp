@@ -198,6 +198,7 @@ ExitCode call(const CallArguments& given) {
   checkArguments(given);
   CallArguments arguments = given;
   if (arguments.maxTime > 0) arguments.request.options.push_back("REQUEST_TIMEOUT=" + std::to_string(arguments.maxTime));
+  arguments.data.hasToken = !arguments.wss.empty();
   Namespaces namespaces;
   for (const std::string& binding : arguments.request.namespaces) namespaces.emplace_back(split(binding, "--namespace", "PREFIX=URI"));
 

@@ -58,7 +58,7 @@ constexpr const char* kCallHelp =
     "\n"
     "The request's payload is that of the sample (\"qvws sample\"), without what is optional and not given:\n"
     "  -p NAME=VALUE    the text of an element; NAME is a path from the payload down: order/line/article, order/@currency; . is the payload itself\n"
-    "  -p NAME=@FILE    the text of a file, - is standard input\n"
+    "  -p NAME=@FILE    the text of a file, - is standard input; a text that begins with @ is given as NAME:=&#64;...\n"
     "  -p NAME:=XML     the content of an element, or the element; prefixes are those of --namespace and of the sample\n"
     "A name given again begins a new element, of it or of the nearest one above it that may be there more than once. What is required and not given\n"
     "keeps the sample's value, which is noted. -d gives the whole payload instead, or a whole envelope; a file is sent as a stream.\n"

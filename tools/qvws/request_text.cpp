@@ -64,7 +64,7 @@ std::string filled(const std::vector<xmlNode*>& body, const Target& target, cons
   return text;
 }
 
-/// The content that a value comes to in the envelope, checked.
+/// The content that a value comes to in the envelope, checked. A header or body may be given as a whole.
 std::string contentOf(const Input& input, const Namespaces& namespaces) {
   const std::string where = input.isFile ? input.text : "the value of " + input.name;
   std::string xml = input.isFile ? readAll(input.text) : input.text;
@@ -77,7 +77,22 @@ std::string contentOf(const Input& input, const Namespaces& namespaces) {
                                         : nextElement(only) != nullptr ? "more than one"
                                                                        : qualifiedName(only)));
   }
+  if (isPart && only != nullptr && qualifiedName(only) == input.name) {
+    xml.clear();
+    for (xmlNode* child = firstElement(only); child != nullptr; child = nextElement(child)) xml += standAlone(child);
+  }
   return xml;
+}
+
+/// A finished envelope, which is sent as it is.
+std::string finished(const Target& target, const Input& input) {
+  std::string envelope = input.isFile ? readAll(input.text) : input.text;
+  const std::string where = input.isFile ? input.text : "the envelope";
+  const Document document = parse(envelope, where);
+  if (qualifiedName(xmlDocGetRootElement(document.get())) != soapName(target, "Envelope")) {
+    throw Failure(ExitCode::Input, where + " is no envelope of SOAP " + target.soap + ", which the port asks for");
+  }
+  return envelope;
 }
 
 }  // namespace
@@ -96,9 +111,16 @@ std::vector<Input> inputsOf(const Target& target, const DataArguments& data, con
   } else if (!body.empty() || !data.values.empty()) {
     inputs.push_back({payloadName(target, body), false, filled(body, target, data.values, namespaces)});
   }
-  if (data.header.empty()) return inputs;
-  if (!inputs.empty() && isEnvelope(inputs.front().name)) {
-    throw Failure(ExitCode::Input, data.data + " holds a whole envelope, so --header-xml has nowhere to go: put the header into it");
+  const bool whole = !inputs.empty() && isEnvelope(inputs.front().name);
+  if (whole && (data.hasToken || !data.header.empty())) {
+    throw Failure(ExitCode::Input, data.data + " holds a whole envelope, which is sent as it is: " + (data.hasToken ? "--wss" : "--header-xml") +
+                                       " cannot add to it; give the payload alone");
+  }
+  if (data.header.empty()) {
+    const xmlNode* block = sample == nullptr || whole || data.hasToken ? nullptr : firstElement(partOf(sample, "Header"));
+    if (block != nullptr)
+      complain("note: the description tells of header blocks, such as " + qualifiedName(block) + "; --header-xml FILE sends them");
+    return inputs;
   }
   const bool streamed = data.header != "-" && isRegularFile(data.header);
   inputs.push_back({soapName(target, "Header"), streamed, streamed ? data.header : readAll(data.header)});
@@ -109,11 +131,7 @@ std::string envelopeOf(const Target& target, const std::vector<Input>& inputs, c
   std::string header;
   std::string body;
   for (const Input& input : inputs) {
-    if (isEnvelope(input.name)) {
-      std::string envelope = input.isFile ? readAll(input.text) : input.text;
-      (void)parse(envelope, input.isFile ? input.text : "the envelope");
-      return envelope;
-    }
+    if (isEnvelope(input.name)) return finished(target, input);
     (input.name == soapName(target, "Header") ? header : body) = contentOf(input, namespaces);
   }
   std::string prefix = "soapenv";

@@ -15,6 +15,7 @@ struct DataArguments {
   std::string data;                 ///< file of the payload, "-" = standard input; empty = none given
   std::vector<std::string> values;  ///< of -p
   std::string header;               ///< file of header blocks; empty = none
+  bool hasToken = false;            ///< the call adds a security header of its own
 };
 
 /// A value of the request: where it goes and what it is.

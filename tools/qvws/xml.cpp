@@ -8,9 +8,11 @@
 #include <libxml/xmlreader.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <new>
 
 namespace qvwscli {
@@ -63,11 +65,11 @@ std::string declarations(const Namespaces& namespaces) {
 }
 
 Document parseContent(std::string& text, const Namespaces& namespaces, const std::string& where) {
-  // With a declaration or a byte order mark it is a document, and perhaps in another encoding.
   constexpr std::string_view kMark = "\xEF\xBB\xBF";
   if (text.compare(0, kMark.size(), kMark) == 0) text.erase(0, kMark.size());
-  if (text.compare(0, 5, "<?xml") == 0 || text.compare(0, 2, "\xFE\xFF") == 0 || text.compare(0, 2, "\xFF\xFE") == 0) {
-    text = standAlone(xmlDocGetRootElement(parse(text, where).get()));
+  // With these it is a document, perhaps in another encoding, and no mere content.
+  for (const std::string_view begin : {"<?xml", "<!DOCTYPE", "\xFE\xFF", "\xFF\xFE"}) {
+    if (text.compare(0, begin.size(), begin) == 0) text = standAlone(xmlDocGetRootElement(parse(text, where).get()));
   }
   Document document = parse("<content" + declarations(namespaces) + ">" + text + "</content>", where);
   const xmlError* error = xmlGetLastError();
@@ -122,8 +124,12 @@ xmlNode* partOf(const Document& envelope, std::string_view name) {
 
 std::string rootNameOf(const std::string& file) {
   xmlResetLastError();
-  const std::unique_ptr<xmlTextReader, decltype(&xmlFreeTextReader)> reader(xmlReaderForFile(file.c_str(), nullptr, kOptions), &xmlFreeTextReader);
-  if (reader == nullptr) refuse(file, "cannot be read");
+  const auto close = [](std::FILE* opened) { (void)std::fclose(opened); };  // it was only read
+  const std::unique_ptr<std::FILE, decltype(close)> opened(std::fopen(file.c_str(), "rb"), close);
+  if (opened == nullptr) refuse(file, std::string("it cannot be read: ") + std::strerror(errno));
+  const std::unique_ptr<xmlTextReader, decltype(&xmlFreeTextReader)> reader(xmlReaderForFd(fileno(opened.get()), nullptr, nullptr, kOptions),
+                                                                            &xmlFreeTextReader);
+  if (reader == nullptr) throw std::bad_alloc();
   for (int more = xmlTextReaderRead(reader.get()); more == 1; more = xmlTextReaderRead(reader.get())) {
     if (xmlTextReaderNodeType(reader.get()) != XML_READER_TYPE_ELEMENT) continue;
     return qualifiedName(bytes(xmlTextReaderConstNamespaceUri(reader.get())), bytes(xmlTextReaderConstLocalName(reader.get())));
