@@ -18,8 +18,11 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Bounds what the parser holds, and what it looks at again and again in a long CDATA section.
+// Bounds what the parser holds.
 constexpr std::size_t kPiece = std::size_t{8} << 10;
+// The parser would hold a CDATA section, and look through it again with each piece; so a long one becomes several on the way to it.
+constexpr std::size_t kSectionPart = std::size_t{4} << 10;
+constexpr std::string_view kSectionSeam = "]]><![CDATA[";
 // Tags, comments and processing instructions reach the parser whole.
 constexpr std::size_t kLargestToken = std::size_t{10} << 20;
 // The parser keeps every name it saw; a service that makes up names must not fill the memory of a reader that is used for days.
@@ -46,6 +49,8 @@ class Scanner {
   /// Up to here the bytes may be handed over.
   [[nodiscard]] std::uint64_t safe() const { return safe_; }
   [[nodiscard]] std::uint64_t next() const { return next_; }
+  /// Whether safe() lies within a CDATA section.
+  [[nodiscard]] bool splitsSection() const { return state_ == State::CData && safe_ > sectionBegin_; }
 
  private:
   enum class State { Text, Tag, Quoted, Comment, CData, Instruction };
@@ -54,6 +59,7 @@ class Scanner {
   char quote_ = '"';
   std::uint64_t next_ = 0;
   std::uint64_t safe_ = 0;
+  std::uint64_t sectionBegin_ = 0;
 
   // False when there have to be more bytes.
   bool step(std::string_view seen, std::uint64_t base) {
@@ -74,9 +80,11 @@ class Scanner {
       case State::Instruction:
         return until(seen, base, at, "?>");
       case State::CData: {
-        const bool more = until(seen, base, at, "]]>");
-        if (!more) safe_ = next_;
-        return more;
+        if (until(seen, base, at, "]]>")) return true;
+        const std::uint64_t from = std::max(safe_, sectionBegin_);
+        if (next_ < from + kSectionPart) return false;
+        safe_ = base + wholeText(seen.substr(0, static_cast<std::size_t>(next_ - base)), static_cast<std::size_t>(from - base));
+        return false;
       }
     }
     return false;
@@ -91,7 +99,17 @@ class Scanner {
     }
     safe_ = base + found;
     next_ = safe_;
-    const std::string_view markup = seen.substr(found);
+    if (found + 1 == seen.size()) return false;
+    const char kind = seen[found + 1];
+    if (kind != '!' && kind != '?') {
+      state_ = State::Tag;
+      return tag(seen, base, found + 1);
+    }
+    return special(seen.substr(found));
+  }
+
+  // What is no tag, or a document type declaration, which the parser reports at once.
+  bool special(std::string_view markup) {
     struct Kind {
       std::string_view begin;
       State state;
@@ -100,6 +118,7 @@ class Scanner {
       if (markup.substr(0, kind.begin.size()) == kind.begin) {
         state_ = kind.state;
         next_ += kind.begin.size();
+        sectionBegin_ = next_;
         return true;
       }
       if (kind.begin.substr(0, markup.size()) == markup) return false;
@@ -171,6 +190,7 @@ struct PushReader::State {
   std::uint64_t reported = 0;  ///< up to here onBytes() was told
   std::uint64_t parsed = 0;    ///< up to here the parser has the bytes
   std::size_t depth = 0;
+  std::uint64_t inserted = 0;  ///< bytes the parser got that are not the document's
   std::uint64_t startEnd = 0;  ///< where the last start tag ends, to know an empty element
   std::vector<Declaration> declarations;
   std::deque<std::string> supplied;  ///< namespaces of prefixes that the document does not declare
@@ -220,9 +240,10 @@ struct PushReader::State {
   static void onComplaint(void* self, ParserComplaint error) {
     auto& state = *static_cast<State*>(self);
     if (state.thrown || !state.complaint.empty()) return;
-    // What breaks the rules of namespaces is no fatal error to the parser. Undeclared prefixes are looked at elsewhere.
-    const bool broken = error->level == XML_ERR_FATAL ||
-                        (error->level == XML_ERR_ERROR && error->domain == XML_FROM_NAMESPACE && error->code != XML_NS_ERR_UNDEFINED_NAMESPACE);
+    // What breaks the rules of namespaces is no fatal error to the parser. Undeclared prefixes are looked at elsewhere; a namespace need not be a
+    // URI.
+    const bool ofNamespaces = error->domain == XML_FROM_NAMESPACE && error->code >= XML_NS_ERR_XML_NAMESPACE && error->code <= XML_NS_ERR_COLON;
+    const bool broken = error->level == XML_ERR_FATAL || (ofNamespaces && error->code != XML_NS_ERR_UNDEFINED_NAMESPACE);
     if (!broken) return;
     try {
       state.complaint = complaintText(*error);
@@ -235,7 +256,7 @@ struct PushReader::State {
 
   [[nodiscard]] std::uint64_t position() const {
     const xmlParserInput& input = *context->input;
-    return static_cast<std::uint64_t>(input.consumed) + static_cast<std::uint64_t>(input.cur - input.base);
+    return static_cast<std::uint64_t>(input.consumed) + static_cast<std::uint64_t>(input.cur - input.base) - inserted;
   }
 
   // Bytes from the "<" of the tag the parser is in, or just behind, to where it stands. "<" stands nowhere else in a tag.
@@ -313,7 +334,7 @@ struct PushReader::State {
     decoder.begin(encoding, location);
     scanner.reset();
     window.clear();
-    reported = parsed = startEnd = 0;
+    reported = parsed = inserted = startEnd = 0;
     depth = 0;
     declarations.clear();
     supplied.clear();
@@ -356,6 +377,10 @@ struct PushReader::State {
     if (parsed < 4 && piece.substr(0, 4).find('\0') != std::string_view::npos) refuse("it has a zero byte", 1);
     xmlParseChunk(context.get(), piece.data(), static_cast<int>(piece.size()), 0);
     parsed = to;
+    if (scanner.splitsSection() && context->wellFormed != 0) {
+      xmlParseChunk(context.get(), kSectionSeam.data(), static_cast<int>(kSectionSeam.size()), 0);
+      inserted += kSectionSeam.size();
+    }
     check();
     report(data, base, position());
   }
