@@ -30,6 +30,8 @@ ThreadsPerChild 32
 MaxRequestWorkers 32
 ServerLimit 1
 KeepAliveTimeout 60
+# The service speaks HTTP/1.0 and would never say to go on.
+Proxy100Continue Off
 RequestHeader unset X-User
 RequestHeader unset X-Client
 
