@@ -19,6 +19,7 @@ QvwlpRowSet* Answer::rows(int32_t parameter) const {
   return cell.type == qvwlpRowSet && cell.present != 0 ? cell.data.rowSet : nullptr;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the answer
 RowSetHandle Answer::takeRows(int32_t parameter) {
   RowSetHandle taken(rows(parameter));
   if (taken != nullptr) parameters_.cells[parameter].data.rowSet = nullptr;

@@ -24,7 +24,7 @@ static_assert(offsetof(InvokeRecord, head) == 0 && offsetof(InvokeRecord, client
                   sizeof(InvokeRecord) == 32,
               "the head, then what the library needs to know when it is polled");
 
-int32_t poll(QvjniInvokeCallback* head) {
+int32_t pollCallback(QvjniInvokeCallback* head) {
   const auto& record = *reinterpret_cast<InvokeRecord*>(head);
   try {
     return record.callback->isCancelled() ? 1 : 0;
@@ -39,7 +39,7 @@ int32_t poll(QvjniInvokeCallback* head) {
 
 bool WebServiceClientImpl::Invoke(WebServiceInvokeCallback* callback, QvbString& err) {
   // The callback is asked for its option once, and before anything else happens.
-  InvokeRecord record{{callback != nullptr ? callback->getOption() : 0, poll}, this, callback};
+  InvokeRecord record{{callback != nullptr ? callback->getOption() : 0, pollCallback}, this, callback};
   QvjniProxy* proxy = Connect(false, err);
   if (proxy == nullptr || !sendParameters(proxy, err)) return false;
 

@@ -45,18 +45,18 @@ std::string charsetOf(std::string_view contentType) {
 }
 
 std::string beginningOf(std::string_view body) {
-  constexpr int kCharacters = 200;
+  constexpr std::size_t kCharacters = 200;
   std::string text;
   std::size_t at = 0;
-  for (int i = 0; i < kCharacters && at < body.size(); ++i) {
-    const std::size_t begin = at;
-    const char32_t character = nextCharacter(body, at);
-    if (character == kNoCharacter) {
-      text += "\xEF\xBF\xBD";  // what is no UTF-8 becomes U+FFFD
-    } else if (character < 0x20) {
+  for (std::size_t characters = 0; characters < kCharacters && at < body.size(); ++characters) {
+    const std::size_t first = at;
+    const char32_t c = nextCharacter(body, at);
+    if (c == kNoCharacter) {
+      text += "\xEF\xBF\xBD";  // U+FFFD: a message is UTF-8, whatever it quotes
+    } else if (c < 0x20) {
       text += ' ';
     } else {
-      text += body.substr(begin, at - begin);
+      text += body.substr(first, at - first);
     }
   }
   return text;

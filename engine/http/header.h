@@ -19,7 +19,7 @@ std::string headerLine(std::string_view name, std::string_view value);
 /// The charset parameter of a content type (RFC 9110 section 8.3.2); empty when there is none.
 std::string charsetOf(std::string_view contentType);
 
-/// The first 200 characters of what a server sent, on one line, for a message.
+/// The first 200 characters of what a server sent, on one line, for a message; U+FFFD for bytes that are no UTF-8.
 std::string beginningOf(std::string_view body);
 
 }  // namespace qvx

@@ -128,11 +128,20 @@ class Transport::Document final : public Transfer {
 /// A call: its body goes out, its answer goes to a sink.
 class Transport::Call final : public Transfer {
  public:
-  Call(const std::string& name, RequestSource& body, ReplySink& sink, Watch* watch) : Transfer(watch), name_(name), body_(body), sink_(sink) {}
+  /// @param[in] easy  the handle, when it authenticates in a way that begins with a request without its body; else null
+  Call(const std::string& name, RequestSource& body, ReplySink& sink, Watch* watch, CURL* easy)
+      : Transfer(watch), name_(name), body_(body), sink_(sink), easy_(easy) {}
 
   /// The answer is complete.
   void finish() {
-    if (!begun_ && !redirected()) sink_.begin(head_);
+    if (!begun_ && !passedOver()) sink_.begin(head_);
+  }
+  /// Whether a service that wants no authentication has been asked without the body, and found that wrong.
+  [[nodiscard]] bool askedInVain() const {
+    if (easy_ == nullptr || head_.status < 400 || head_.status == 401 || head_.status == 407 || body_.size() == 0) return false;
+    curl_off_t sent = 0;
+    curl_easy_getinfo(easy_, CURLINFO_SIZE_UPLOAD_T, &sent);
+    return sent == 0;
   }
   [[nodiscard]] const ReplyHead& head() const { return head_; }
   /// Whether the answer only says where to go.
@@ -144,10 +153,12 @@ class Transport::Call final : public Transfer {
  private:
   // The body of an answer that libcurl goes on from, such as a challenge, never gets here.
   void data(std::string_view bytes) override {
-    if (redirected()) return;
+    if (passedOver()) return;
     if (!std::exchange(begun_, true)) sink_.begin(head_);
     sink_.data(bytes);
   }
+
+  [[nodiscard]] bool passedOver() const { return redirected() || (!begun_ && askedInVain()); }
 
   void headerLine(std::string_view line) override {
     while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
@@ -205,6 +216,7 @@ class Transport::Call final : public Transfer {
   const std::string& name_;
   RequestSource& body_;
   ReplySink& sink_;
+  CURL* easy_;
   ReplyHead head_;
   bool begun_ = false;     ///< the sink has the head
   bool complete_ = false;  ///< the head is
@@ -512,51 +524,61 @@ void Transport::preparePost(Handle& handle, const std::string& url, bool trusted
   curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Transfer::send);
 }
 
+void Transport::post(Handle& handle, const std::string& name, RequestSource& body, Call& transfer, Clock::time_point start) {
+  CURL* const easy = handle.easy.get();
+  auto* const self = static_cast<Transfer*>(&transfer);
+  for (const CURLoption option : {CURLOPT_WRITEDATA, CURLOPT_HEADERDATA, CURLOPT_READDATA, CURLOPT_SEEKDATA, CURLOPT_PREREQDATA}) {
+    curl_easy_setopt(easy, option, self);
+  }
+  const auto whole = body.whole();
+  curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+  curl_easy_setopt(easy, CURLOPT_POSTFIELDS, whole ? whole->data() : nullptr);
+  if (!whole) body.rewind();
+  limitTime(handle, start);
+  perform(handle, name, transfer);
+  transfer.finish();
+}
+
 void Transport::exchange(const Exchange& call, ReplySink& sink, Watch* watch) {
   Handle& handle = this->handle();
-  CURL* const easy = handle.easy.get();
   const auto start = Clock::now();
+  Location location{false, call.url};
   // A handle that is ready from the call before is left as it is.
   if (handle.url != call.url || handle.lines != call.headers) {
-    const Location target = {false, call.url};
-    preparePost(handle, call.url, trusted_ == originOf(target), call);
-    handle.name = printable(target);
+    preparePost(handle, call.url, trusted_ == originOf(location), call);
+    handle.name = printable(location);
     handle.lines = call.headers;
     handle.url = call.url;
   }
-  bool sameOrigin = true;
-  Location location{false, call.url};
   std::string name = handle.name;
-  for (std::int64_t redirected = 0;; ++redirected) {
-    Call transfer(name, *call.body, sink, watch);
-    auto* const self = static_cast<Transfer*>(&transfer);
-    for (const CURLoption option : {CURLOPT_WRITEDATA, CURLOPT_HEADERDATA, CURLOPT_READDATA, CURLOPT_SEEKDATA, CURLOPT_PREREQDATA}) {
-      curl_easy_setopt(easy, option, self);
+  const std::string& kind = options_.authentication;
+  const bool probes = !options_.user.empty() && (kind == "digest" || kind == "ntlm" || kind == "negotiate");
+  bool sameOrigin = true;
+  bool plainly = !probes;
+  for (std::int64_t redirected = 0;;) {
+    Call transfer(name, *call.body, sink, watch, plainly ? nullptr : handle.easy.get());
+    post(handle, name, *call.body, transfer, start);
+    if (transfer.askedInVain()) {
+      // Nothing of the call has been sent yet, so it still is sent once.
+      curl_easy_setopt(handle.easy.get(), CURLOPT_HTTPAUTH, CURLAUTH_NONE);
+      handle.url.clear();
+      plainly = true;
+      continue;
     }
-    const auto whole = call.body->whole();
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(call.body->size()));
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, whole ? whole->data() : nullptr);
-    if (!whole) call.body->rewind();
-    limitTime(handle, start);
-    perform(handle, name, transfer);
-    transfer.finish();
     if (!transfer.redirected()) return;
 
+    handle.url.clear();
     const int status = transfer.head().status;
     const std::string answered = name + ": the server answered with HTTP status " + std::to_string(status);
-    handle.url.clear();
-    const Location next = redirectTarget(handle, location, answered, redirected);
-    if (status != 307 && status != 308) {
-      throw Error(ErrorCode::Redirect,
-                  answered + ", a redirect to " + printable(next) + " that would turn the call into another request; give that address");
-    }
+    Location next = redirectTarget(handle, location, answered, redirected++);
+    const std::string there = answered + ", a redirect to " + printable(next);
+    if (status != 307 && status != 308) throw Error(ErrorCode::Redirect, there + " that would turn the call into another request; give that address");
     sameOrigin = sameOrigin && originOf(next) == originOf(location);
     if (!sameOrigin && call.bodyHasSecret) {
       throw Error(ErrorCode::Redirect,
-                  answered + ", a redirect to " + printable(next) +
-                      ", which is refused because the password in the message is not for another server; give that address if it is right");
+                  there + ", which is refused because the password in the message is not for another server; give that address if it is right");
     }
-    location = next;
+    location = std::move(next);
     name = printable(location);
     preparePost(handle, location.text, sameOrigin && trusted_ == originOf(location), call);
   }

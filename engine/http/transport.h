@@ -71,6 +71,7 @@ class Transport {
   void configure(Handle& handle, const std::string& url, bool trusted);
   void preparePost(Handle& handle, const std::string& url, bool trusted, const Exchange& call);
   [[nodiscard]] std::vector<std::string> headersFor(const Exchange& call, bool trusted) const;
+  void post(Handle& handle, const std::string& name, RequestSource& body, Call& transfer, Clock::time_point start);
   void limitTime(Handle& handle, Clock::time_point start) const;
   int run(Handle& handle, Transfer& transfer, bool& stopped);
   void perform(Handle& handle, const std::string& name, Transfer& transfer);

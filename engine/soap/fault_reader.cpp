@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::size_t kLongestText = std::size_t{64} << 10;
+constexpr std::size_t kMostRepeated = 100;
 
 bool sameLetters(std::string_view a, std::string_view b) {
   const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c == '_' ? '-' : c; };
@@ -115,10 +116,10 @@ void FaultReader::end(const Lookup& lookup) {
       fault_.code = expanded(value, lookup);
       break;
     case Field::Subcode:
-      fault_.subcodes.push_back(expanded(value, lookup));
+      if (fault_.subcodes.size() < kMostRepeated) fault_.subcodes.push_back(expanded(value, lookup));
       break;
     case Field::Reason:
-      reasons_.push_back({language_, value});
+      if (reasons_.size() < kMostRepeated) reasons_.push_back({language_, value});
       break;
     case Field::Actor:
       fault_.actor = value;

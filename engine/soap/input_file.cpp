@@ -32,7 +32,8 @@ InputFile::InputFile(const std::string& path, const std::string& value) : descri
   const int failure = fstat(descriptor_, &opened_) != 0 ? errno : 0;
   if (failure == 0 && S_ISREG(opened_.st_mode)) return;
   close(descriptor_);
-  refuse(failure != 0 ? "it cannot be read (" + reason(failure) + ")" : "it is no regular file, and only those can be read again while they are sent");
+  refuse(failure != 0 ? "it cannot be read (" + reason(failure) + ")"
+                      : "it is no regular file, and only those can be read again while they are sent");
 }
 
 InputFile::~InputFile() {

@@ -434,11 +434,11 @@ Scope ReplyReader::Impl::inherited() const {
   auto scope = std::make_shared<std::vector<Inherited>>();
   std::unordered_set<std::string_view> hidden;
   const auto& all = declarations();
-  for (auto at = all.rbegin(); at != all.rend(); ++at) {
+  std::for_each(all.rbegin(), all.rend(), [&](const Declaration& one) {
     // Where no default namespace holds there is nothing to undo: none holds at the top of a document.
-    if (hidden.insert(at->prefix).second && at->depth < depth() && !at->ns.empty())
-      scope->push_back({at->prefix, declarationText(at->prefix, at->ns)});
-  }
+    if (hidden.insert(one.prefix).second && one.depth < depth() && !one.ns.empty())
+      scope->push_back({one.prefix, declarationText(one.prefix, one.ns)});
+  });
   return scope;
 }
 

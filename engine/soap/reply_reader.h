@@ -19,7 +19,7 @@ namespace qvx {
 /// descendant.
 struct WantedValue {
   QualifiedName name;
-  std::string file;  ///< where it goes; empty = it is kept in memory
+  std::string file;  ///< where it goes, by way of a temporary beside it; a device or pipe is written to as it is; empty = it is kept in memory
 };
 
 /// A value that was found.
@@ -42,7 +42,9 @@ struct SoapFault {
 };
 
 /// Reads the answer to a call as it arrives: checks the envelope and cuts the wanted values out of the bytes received. Memory is what the values take
-/// that are kept there, and no more.
+/// that are kept there, and no more. A value is the bytes as they came (as UTF-8), with those declarations of the elements around it put into its
+/// start tag that are used in it, or that may be used when it goes to a file; so it stands alone, also where a prefix is part of a value (xsi:type).
+/// Made for reuse.
 class ReplyReader {
  public:
   enum class Kind {
@@ -60,7 +62,7 @@ class ReplyReader {
   /// Begins a reply. Files that were not kept are discarded.
   /// @param[in] charset  of the content type; may be empty
   void begin(const std::vector<WantedValue>& wanted, const std::string& charset);
-  /// What is no SOAP is no error here.
+  /// What is no SOAP is no error here. White space in front of the document is passed over. After an error only begin() may be called.
   /// @throw Error LimitExceeded (a value kept in memory beyond the limit; depth), FileUnwritable
   void feed(std::string_view bytes);
   /// @throw as feed()
@@ -73,7 +75,7 @@ class ReplyReader {
   [[nodiscard]] const std::string& problem() const;
   /// The first bytes received, at most 1 KiB, as they are.
   [[nodiscard]] std::string_view beginning() const;
-  /// In the order wanted; those not found are left out.
+  /// In the order wanted; those not found are left out. None before end(), and none of `Other`.
   [[nodiscard]] const std::vector<FoundValue>& found() const;
   /// Renames the complete files to their targets.
   /// @throw Error FileUnwritable; then no target was touched, or those before the one that failed have been renamed

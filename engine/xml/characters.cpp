@@ -1,16 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/characters.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 namespace qvx {
 
 namespace {
 
-// Without those of the C0 controls that XML takes, which are looked at apart.
 bool isXmlCharacter(char32_t c) {
   return (c >= 0x20 && c <= 0xD7FF) || c == '\t' || c == '\n' || c == '\r' || (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+// Whether a character begins here whose end is not there yet.
+bool isBeginning(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  const std::size_t length = lead < 0xC2 || lead > 0xF4 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  return text.size() < length && std::all_of(text.begin() + 1, text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80; });
 }
 
 // The reference that a character needs; empty for one that may stand as it is.
@@ -66,18 +74,50 @@ char32_t nextCharacter(std::string_view text, std::size_t& at) {
   return c;
 }
 
-std::optional<std::string> unusableInXml(std::string_view text) {
-  std::size_t position = 1;
-  for (std::size_t at = 0; at < text.size(); ++position) {
-    const char32_t c = nextCharacter(text, at);
+std::optional<std::string> XmlTextCheck::feed(std::string_view piece) {
+  std::string joined;
+  if (!cut_.empty()) {
+    joined = std::exchange(cut_, {}).append(piece);
+    piece = joined;
+  }
+  for (std::size_t at = 0; at < piece.size(); ++position_) {
+    const std::size_t from = at;
+    const char32_t c = nextCharacter(piece, at);
     if (isXmlCharacter(c)) continue;
-    const std::string where = " at position " + std::to_string(position) + " (characters from 1)";
-    if (c == kNoCharacter) return "the bytes" + where + " are not UTF-8";
+    if (c == kNoCharacter) {
+      if (!isBeginning(piece.substr(from))) return "the bytes" + where() + " are not UTF-8";
+      cut_ = piece.substr(from);
+      return std::nullopt;
+    }
     std::array<char, 16> number{};
     std::snprintf(number.data(), number.size(), "U+%04X", static_cast<unsigned>(c));
-    return "the character " + std::string(number.data()) + where + " cannot stand in XML";
+    return "the character " + std::string(number.data()) + where() + " cannot stand in XML";
   }
   return std::nullopt;
+}
+
+std::optional<std::string> XmlTextCheck::end() const {
+  if (cut_.empty()) return std::nullopt;
+  return "the bytes" + where() + " are not UTF-8";
+}
+
+std::string XmlTextCheck::where() const {
+  return " at position " + std::to_string(position_) + " (characters from 1)";
+}
+
+std::optional<std::string> unusableInXml(std::string_view text) {
+  XmlTextCheck check;
+  std::optional<std::string> problem = check.feed(text);
+  return problem ? problem : check.end();
+}
+
+std::size_t xmlTextSize(std::string_view text) {
+  std::size_t size = text.size();
+  for (const char c : text) {
+    const std::string_view instead = reference(c, false);
+    if (!instead.empty()) size += instead.size() - 1;
+  }
+  return size;
 }
 
 void appendXmlText(std::string& out, std::string_view text) {

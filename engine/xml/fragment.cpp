@@ -22,6 +22,16 @@ std::size_t declarationEnd(std::string_view text) {
 
 }  // namespace
 
+// Inside an element the parser takes it for a tag that is misspelt.
+void FragmentReader::refuseDoctype(std::string_view content) const {
+  const std::size_t begin = content.find_first_not_of(kWhite);
+  if (begin == std::string_view::npos || content.substr(begin, 9) != "<!DOCTYPE") return;
+  // The reader has not come that far.
+  const auto lines =
+      std::count(opening_.begin(), opening_.end(), '\n') + std::count(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(begin), '\n');
+  throw Error(ErrorCode::DtdRefused, ", line " + std::to_string(lines + 1) + ": a document type declaration (<!DOCTYPE>) is refused; remove it");
+}
+
 void FragmentReader::begin(const std::string& context) {
   // An element around the text brings the namespaces, and lets several elements and text stand side by side.
   opening_ = "<value" + context + ">";
@@ -42,6 +52,7 @@ void FragmentReader::feed(std::string_view bytes) {
     before_ = opening_.size();
     PushReader::feed(opening_);
     bytes.remove_prefix(dropped.size());
+    refuseDoctype(bytes);
   }
   PushReader::feed(bytes);
 }
@@ -67,7 +78,9 @@ void FragmentReader::onEnd(std::uint64_t /*begin*/, std::uint64_t end) {
 }
 
 void FragmentReader::onText(std::string_view text) {
-  if (depth() == 1 && text.find_first_not_of(kWhite) != std::string_view::npos) extent_.text = true;
+  if (depth() != 1 || text.find_first_not_of(kWhite) == std::string_view::npos) return;
+  extent_.text = true;
+  onTopText();
 }
 
 }  // namespace qvx

@@ -20,8 +20,8 @@ struct Extent {
   bool text = false;  ///< there is text outside of the elements that is not white space
 };
 
-/// Checks a text that is to stand inside another document: elements side by side, with text between them. An XML declaration and white space before it
-/// are passed over. What it throws has no location but ", line n: …", to be put behind the name of the text.
+/// Checks a text that is to stand inside another document: elements side by side, with text between them. An XML declaration and white space before
+/// it are passed over. What it throws has no location but ", line n: …", to be put behind the name of the text.
 class FragmentReader : protected PushReader {
  public:
   explicit FragmentReader(const Limits& limits) : PushReader({}, limits) {}
@@ -38,6 +38,9 @@ class FragmentReader : protected PushReader {
   /// An element that lies in no other one of the text. extent() counts it already.
   virtual void onTop(const PushTag& tag) = 0;
 
+  /// Text outside of the elements that is not white space. It may come in pieces.
+  virtual void onTopText() {}
+
   [[nodiscard]] const Extent& extent() const { return extent_; }
   /// The offset in the text of an offset that the reader reports.
   [[nodiscard]] std::uint64_t inText(std::uint64_t offset) const { return offset - before_ + extent_.content; }
@@ -46,6 +49,7 @@ class FragmentReader : protected PushReader {
   void onStart(const PushTag& tag) final;
   void onEnd(std::uint64_t begin, std::uint64_t end) final;
   void onText(std::string_view text) final;
+  void refuseDoctype(std::string_view content) const;
 
   std::string opening_;
   Extent extent_;

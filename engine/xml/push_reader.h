@@ -26,7 +26,8 @@ struct PushTag {
 };
 
 /// Reads one document at a time as its bytes arrive, and tells where each element lies. Offsets count bytes of the document as UTF-8, from behind its
-/// byte order mark; another encoding is turned into UTF-8 on the way. No DTD is read, nothing else is opened. The reader is made for reuse.
+/// byte order mark; another encoding is turned into UTF-8 on the way. No DTD is read, nothing else is opened. The reader is made for reuse. It holds
+/// no more than a few KiB and the tag, comment or processing instruction that is not yet complete, which may have 10 MiB.
 class PushReader {
  public:
   PushReader(std::string location, const Limits& limits);
@@ -37,9 +38,8 @@ class PushReader {
   /// Begins a document, also when the one before was not ended.
   /// @param[in] encoding  what the transport said of it; empty when the document is to say it
   void begin(const std::string& encoding);
-  /// @throw Error NotWellFormed, DtdRefused, LimitExceeded (depth, attributes), BadReference (a prefix that is not declared), or what a callback
-  /// threw.
-  ///        After that only begin() may be called.
+  /// @throw Error NotWellFormed, DtdRefused, LimitExceeded (depth, attributes, such a tag), BadReference (a prefix that is not declared), or what a
+  ///        callback threw. After that only begin() may be called.
   void feed(std::string_view bytes);
   /// Ends the document.
   /// @throw Error as feed()
@@ -50,8 +50,8 @@ class PushReader {
   /// @param[in] begin, end  offsets of the end tag; equal for an empty element
   virtual void onEnd(std::uint64_t begin, std::uint64_t end) = 0;
   virtual void onText(std::string_view text);
-  /// Bytes of the document (UTF-8) up to `position` are complete: everything in them was reported. Called after each piece that was fed, in order and
-  /// without a gap.
+  /// Bytes of the document (UTF-8) from offset `begin` that are complete: everything in them was reported. Called after each piece that was fed, in
+  /// order and without a gap.
   virtual void onBytes(std::uint64_t begin, std::string_view bytes);
   /// A prefix that the document does not declare: its namespace, or nothing to refuse it.
   [[nodiscard]] virtual std::optional<std::string_view> undeclared(std::string_view prefix);

@@ -14,6 +14,11 @@ enum class WSPStyle : int32_t {
 
 /// The source or sink of one parameter of an invocation. The order of the operations is part of the binary interface.
 ///
+/// A text is in property "wsps.string.value"; a file's path is in property "wsps.file.path", and the file is sent from there or written there
+/// without being held in memory. An input without its property, or with an empty one, is sent as an empty element. As XML (see setValueIsXml()) an
+/// input for the payload is one well-formed element of the bound name, as plain text it is put into an element of that name. Outputs always come as
+/// XML. An output file is complete or is not written.
+///
 /// Nothing here waits.
 ///
 /// @par Ownership  The host's, who ends it with release(), until it is bound to a client; the client's from then on.
@@ -27,7 +32,7 @@ class WebServiceParmValue {
   /// Slot 3. 0 = not bound, 1 = bound as input, 2 = bound as output.
   virtual int32_t getDirection() = 0;
   /// Slot 4. Reads a property: "wsps.file.path" is the path of a file value, "wsps.string.value" the text of a string value, which an invocation
-  /// stores into a bound output.
+  /// stores into a bound output. An output that no answer has mentioned has none.
   /// @param[out] value  a copy of the text; null when the property is absent
   /// @return whether the property is there
   virtual bool getProperty(const QvbString& name, QvbString& value) = 0;

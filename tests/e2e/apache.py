@@ -151,8 +151,8 @@ class Apache:
         program = shutil.which("apache2", path=os.environ.get("PATH", "") + ":/usr/sbin:/usr/local/sbin")
         if program is None:
             raise RuntimeError("There is no apache2: install apache2-bin")
-        self.process = subprocess.Popen([program, "-f", self.folder / "apache.conf", "-DFOREGROUND"], stdin=subprocess.DEVNULL,
-                                        stdout=(self.folder / "error.log").open("ab"), stderr=subprocess.STDOUT)
+        with (self.folder / "error.log").open("ab") as log:
+            self.process = subprocess.Popen([program, "-f", self.folder / "apache.conf", "-DFOREGROUND"], stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         while self.process.poll() is None:
             try:
                 for port in ports.values():

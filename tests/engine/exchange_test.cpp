@@ -268,6 +268,26 @@ TEST(Exchange, AuthenticatesInRoundsThatTheSinkDoesNotSee) {
   }
 }
 
+// Ways to authenticate that begin with a question are no reason to fail where nobody wants to know.
+TEST(Exchange, SendsOnceWhereNoAuthenticationIsWanted) {
+  RawServer server([](int, const std::string& request) {
+    const bool empty = request.find("Content-Length: 0\r\n") != std::string::npos;
+    return empty ? answer("500 No", "", "nothing to read") : answer("200 OK", "", "in");
+  });
+  TransportOptions options;
+  options.user = "u";
+  options.authentication = "digest";
+  Line line(server.url(), options);
+  for (const bool streamed : {false, true}) {
+    Sink sink;
+    Body body("<x/>", streamed);
+    ASSERT_EQ(line.exchange(body, sink), 0) << line.text;
+    EXPECT_EQ(sink.text, "in");
+    EXPECT_EQ(sink.begun, 1);
+  }
+  EXPECT_EQ(server.requests().size(), 4U);
+}
+
 TEST(Exchange, FollowsOnlyTheRedirectsItShould) {
   RawServer other([](int, const std::string&) { return answer("200 OK", "", "elsewhere"); });
   RawServer server([&](int, const std::string& request) {

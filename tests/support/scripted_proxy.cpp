@@ -262,7 +262,12 @@ extern "C" int32_t qvwlpResponse_parameters(QvwlpResponse* response, QvwlpParame
 extern "C" void qvwlpResponse_destroy(QvwlpResponse* response) {
   if (responses.erase(response) == 0) abort();
   for (const QvwlpValue& value : response->parameters) {
-    if (value.type == qvwlpRowSet && value.data.rowSet != nullptr) qvwlpRowSet_destroy(value.data.rowSet);
+    if (value.type != qvwlpRowSet || value.present == 0) continue;
+    if (value.data.rowSet == nullptr) {
+      ++script().takenOut;
+    } else {
+      qvwlpRowSet_destroy(value.data.rowSet);
+    }
   }
   --script().live;
   delete response;

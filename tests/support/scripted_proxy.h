@@ -52,7 +52,8 @@ struct Script {
   int32_t platformCalls = 0;
   int32_t failNew = 0;  // the non-throwing allocation that fails, from 1
   bool failRealloc = false;
-  int32_t live = 0;  // proxies, row sets, responses and uses of the subject that the library has not ended
+  int32_t live = 0;      // proxies, row sets, responses and uses of the subject that the library has not ended
+  int32_t takenOut = 0;  // row sets that were taken out of a response
   /// What was left to a proxy and went with it, all still counted in `live`: "rows 11,11", "response Reset".
   std::vector<std::string> left;
 

@@ -213,6 +213,7 @@ TEST_F(Invocation, StoresWhatIsAnswered) {
   EXPECT_FALSE(client_->GetResponseValueByIndex(0, 0, nullptr, got)) << "nor is a position remembered";
   EXPECT_TRUE(client_->Invoke(nullptr, err_));
   EXPECT_EQ(responses(), "again=1 ");
+  EXPECT_EQ(script().takenOut, 2) << "each second row set, and it alone";
 }
 
 TEST_F(Invocation, ResponseValuesByPosition) {
@@ -371,6 +372,20 @@ TEST_F(Invocation, ResetUnbindsAndNoMore) {
   script().onCreate = nullptr;
   EXPECT_TRUE(client_->Invoke(nullptr, err_));
   EXPECT_EQ(sent(), Lines{"Invoke([11,11: HTTP_HEADER/X|1;])10,10"});
+}
+
+// What the proxy had to say while it was made is not an error: only a reset takes it back.
+TEST_F(Invocation, SuccessAndTheErrorText) {
+  for (const bool reset : {false, true}) {
+    end();
+    renew();
+    script().onCreate = [](QvjniOptionCallback*, QvjniLogCallback* log) {
+      log->log(log, 2, "old module");
+      return 0;
+    };
+    EXPECT_TRUE(reset ? client_->Reset(err_) : client_->Invoke(nullptr, err_));
+    EXPECT_EQ(str(err_), reset ? "(null)" : "old module");
+  }
 }
 
 TEST_F(Invocation, VariablesOfAUri) {
