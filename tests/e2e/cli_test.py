@@ -679,7 +679,8 @@ class Options(Case):
     def test_help_and_version(self):
         self.assertEqual(self.succeed("--version"), f"qvws {os.environ['QVWS_VERSION']}\n")
         for arguments, words in ((["--help"], ["list", "describe", "--version"]), (["list", "--help"], ["--json", "--option", "--namespace", "-v", "Examples:"]),
-                                 (["describe", "--help"], ["--parameters", "--schema", "--sample", "--kind", "NAME", "Examples:"])):
+                                 (["describe", "--help"], ["--parameters", "--schema", "--sample", "--kind", "NAME", "Examples:"]),
+                                 (["call", "--help"], ["-p", "-d", "--password-file", "--soap", "Examples:"]), (["sample", "--help"], ["--port"]), (["uri", "--help"], ["TEMPLATE"])):
             text = self.succeed(*arguments)
             for word in words + ["Exit codes:\n", "\n   0  success\n", "\n   1  internal", "\n  14  engine", "\n 130  cancelled"]:
                 self.assertIn(word, text)
