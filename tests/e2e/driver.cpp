@@ -15,12 +15,12 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -138,10 +138,10 @@ class Driver {
       }
     }
     for (const json& input : part(one, "inputs")) bind(&WebServiceClient::SetInputParmValue, input);
-    for (const json& output : part(one, "outputs")) outputs_.emplace_back(output["name"], bind(&WebServiceClient::SetOutputParmValue, output));
+    for (const json& output : part(one, "outputs")) outputs_[output["name"]] = bind(&WebServiceClient::SetOutputParmValue, output);
   }
 
-  /// The value is the client's afterwards, and lives until it is reset.
+  /// The value is the client's afterwards, and lives until it is reset or another is bound in its place.
   WebServiceParmValue* bind(bool (WebServiceClient::*set)(const QvbString&, WebServiceParmValue*, QvbString&), const json& described) {
     QvbString err;
     const bool isFile = described.contains("file");
@@ -183,7 +183,7 @@ class Driver {
   }
 
   WebServiceClient* client_ = nullptr;
-  std::vector<std::pair<std::string, WebServiceParmValue*>> outputs_;
+  std::map<std::string, WebServiceParmValue*> outputs_;  ///< the client's
 };
 
 json run(const json& job) {

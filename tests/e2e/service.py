@@ -77,10 +77,6 @@ def described(data):
     return f"{len(data)} {hashlib.sha256(data).hexdigest()}"
 
 
-def blob(size):
-    return [hashlib.sha256(b"block").digest() * (size // 32)]
-
-
 def operations(style):
     """The service of a style: wrapped operations take and give an element around their parameters, bare ones are their parameters."""
     def one(name, *types, returns, function):
@@ -95,7 +91,6 @@ def operations(style):
         "Fail": one("Fail", text, returns=Unicode, function=lambda _, kind: fail(kind)),
         "Sleep": one("Sleep", number, returns=Integer, function=lambda _, seconds: sleep(seconds)),
         "Digest": one("Digest", data, returns=Unicode, function=lambda _, value: described(value)),
-        "Blob": one("Blob", number, returns=ByteArray, function=lambda _, size: blob(size)),
         "Mirror": one("Mirror", data, returns=ByteArray, function=lambda _, value: [bytes_of(value)])})
 
 
