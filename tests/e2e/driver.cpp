@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 // A host for the tests of calls: reads a job as JSON from standard input, does it with one client, and prints what came of it as JSON.
 //
-//   {"options": {name: text}, "namespaces": {prefix: URI}, "uri": template,
-//    "calls": [{"reset": true, "requestValues": {name: [text]}, "inputs": [{"name": QName, "text"|"file": text, "xml": bool}], "outputs": [{"name":
-//    QName, "file": path}],
+//   {"options": {name: text}, "namespaces": {prefix: URI}, "uri": template, "slowNamesMs": how long the look-up of a host's name takes,
+//    "calls": [{"pauseMs": milliseconds before it, "reset": true, "requestValues": {name: [text]},
+//               "inputs": [{"name": QName, "text"|"file": text, "xml": bool}], "outputs": [{"name": QName, "file": path}],
 //               "repeat": times, "cancelAfterMs": [milliseconds], "pollMs": milliseconds}]}
 //
 // A call without inputs or outputs keeps those that are bound. It is made once, `repeat` times, or once for each time after which it is to be
 // cancelled.
 #include <qvws/qvws.h>
 
+#include <dlfcn.h>
+#include <netdb.h>
+
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -89,6 +93,8 @@ std::string peakKiB() {
   throw std::runtime_error("there is no VmHWM in /proc/self/status");
 }
 
+std::atomic<int> slowNamesMs;
+
 class Driver {
  public:
   explicit Driver(const json& job) {
@@ -124,6 +130,7 @@ class Driver {
 
  private:
   void prepare(const json& one) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(one.value("pauseMs", 0)));
     QvbString err;
     if (one.value("reset", false)) {
       outputs_.clear();
@@ -188,6 +195,7 @@ class Driver {
 
 json run(const json& job) {
   json result;
+  slowNamesMs = job.value("slowNamesMs", 0);
   result["descriptorsBefore"] = descriptors();
   {
     Driver driver(job);
@@ -206,6 +214,13 @@ json run(const json& job) {
 }
 
 }  // namespace
+
+/// Stands before the system's own, for libcurl too.
+extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(slowNamesMs));
+  static const auto system = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  return system(name, service, hints, found);
+}
 
 int main() {
   try {
