@@ -81,10 +81,11 @@ void WebServiceClientImpl::unbindAll(Bindings& bindings) {
   while (!bindings.empty()) bindings.takeFirst();
 }
 
-void WebServiceClientImpl::appendValue(ValueLists& lists, const QvbString& name, const QvbString& value) {
-  std::vector<QvbString> single{value};  // a name never stands without a value, not even when memory runs out
+void WebServiceClientImpl::appendValue(ValueLists& lists, const QvbString& name, QvbString value) {
+  std::vector<QvbString> single;  // a name never stands without a value, not even when memory runs out
+  single.push_back(std::move(value));
   const auto [entry, added] = lists.tryEmplace(name, std::move(single));
-  if (!added) entry->second.push_back(value);
+  if (!added) entry->second.push_back(std::move(single.front()));
 }
 
 bool WebServiceClientImpl::firstValue(ValueLists& lists, const QvbString& name, QvbString& value) {

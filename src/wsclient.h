@@ -81,7 +81,7 @@ class WebServiceClientImpl final : public WebServiceClient {
   bool storeOutputs(QvwlpRowSet* rowSet, QvbString& err);
   bool storeResponseValues(QvwlpRowSet* rowSet, QvbString& err);
 
-  static void appendValue(ValueLists& lists, const QvbString& name, const QvbString& value);
+  static void appendValue(ValueLists& lists, const QvbString& name, QvbString value);
   static bool firstValue(ValueLists& lists, const QvbString& name, QvbString& value);
   static bool valueAt(ValueLists& lists, const QvbString& name, int32_t index, QvbString& value);
   static bool bind(Bindings& bindings, const QvbString& name, WebServiceParmValue* value, int32_t direction, QvbString& err);

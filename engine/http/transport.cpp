@@ -511,8 +511,9 @@ std::vector<std::string> Transport::headersFor(const Exchange& call, bool truste
 }
 
 void Transport::preparePost(Handle& handle, const std::string& url, bool trusted, const Exchange& call) {
-  // libcurl hands over what it has received in pieces of this size, and they are cut up at once.
-  constexpr long kBuffer = 1L << 16;
+  // libcurl hands over what it has received in pieces of this size, and makes the buffer anew for each call: from 64 KiB on that makes the allocator
+  // tidy up all it has.
+  constexpr long kBuffer = 1L << 15;
   CURL* const easy = handle.easy.get();
   configure(handle, url, trusted);
   handle.setHeaders(headersFor(call, trusted));

@@ -32,7 +32,7 @@ struct EnvelopeParts {
   const std::vector<InputValue>& inputs;
   const std::vector<std::pair<std::string, std::string>>& namespaces;  ///< prefix and namespace, declared on the envelope
   std::optional<SoapVersion> version;                                  ///< nothing: that of a finished envelope, else 1.1
-  const UsernameToken* token = nullptr;
+  const UsernameToken* token = nullptr;                                ///< first in the header; a finished envelope is sent without it
   const Limits& limits;
   Watch* watch = nullptr;  ///< asked while files are checked
 };

@@ -21,8 +21,19 @@ bool isBeginning(std::string_view text) {
   return text.size() < length && std::all_of(text.begin() + 1, text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80; });
 }
 
-// The reference that a character needs; empty for one that may stand as it is.
-std::string_view reference(char c, bool inAttribute) {
+/// A truth value for each byte.
+using ByteSet = std::array<bool, 256>;
+
+constexpr ByteSet bytesOf(std::string_view characters) {
+  ByteSet set{};
+  for (const char c : characters) set[static_cast<unsigned char>(c)] = true;
+  return set;
+}
+
+constexpr ByteSet kSpecialInText = bytesOf("&<>\r");
+constexpr ByteSet kSpecialInAttribute = bytesOf("&<>\r\"\t\n");
+
+std::string_view reference(char c) {
   switch (c) {
     case '&':
       return "&amp;";
@@ -33,24 +44,25 @@ std::string_view reference(char c, bool inAttribute) {
     case '\r':
       return "&#13;";
     case '"':
-      return inAttribute ? "&quot;" : "";
+      return "&quot;";
     case '\t':
-      return inAttribute ? "&#9;" : "";
-    case '\n':
-      return inAttribute ? "&#10;" : "";
+      return "&#9;";
     default:
-      return "";
+      return "&#10;";
   }
 }
 
-void appendEscaped(std::string& out, std::string_view text, bool inAttribute) {
+std::size_t nextSpecial(std::string_view text, std::size_t at, const ByteSet& special) {
+  while (at < text.size() && !special[static_cast<unsigned char>(text[at])]) ++at;
+  return at;
+}
+
+void appendEscaped(std::string& out, std::string_view text, const ByteSet& special) {
   std::size_t done = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const std::string_view instead = reference(text[i], inAttribute);
-    if (instead.empty()) continue;
-    out.append(text, done, i - done);
-    out += instead;
-    done = i + 1;
+  for (std::size_t at = nextSpecial(text, 0, special); at < text.size(); at = nextSpecial(text, done, special)) {
+    out.append(text, done, at - done);
+    out += reference(text[at]);
+    done = at + 1;
   }
   out.append(text, done);
 }
@@ -82,6 +94,11 @@ std::optional<std::string> XmlTextCheck::feed(std::string_view piece) {
   }
   for (std::size_t at = 0; at < piece.size(); ++position_) {
     const std::size_t from = at;
+    // Decoding is for the few.
+    if (piece[at] >= ' ' && piece[at] <= '~') {
+      ++at;
+      continue;
+    }
     const char32_t c = nextCharacter(piece, at);
     if (isXmlCharacter(c)) continue;
     if (c == kNoCharacter) {
@@ -113,19 +130,17 @@ std::optional<std::string> unusableInXml(std::string_view text) {
 
 std::size_t xmlTextSize(std::string_view text) {
   std::size_t size = text.size();
-  for (const char c : text) {
-    const std::string_view instead = reference(c, false);
-    if (!instead.empty()) size += instead.size() - 1;
-  }
+  for (std::size_t at = nextSpecial(text, 0, kSpecialInText); at < text.size(); at = nextSpecial(text, at + 1, kSpecialInText))
+    size += reference(text[at]).size() - 1;
   return size;
 }
 
 void appendXmlText(std::string& out, std::string_view text) {
-  appendEscaped(out, text, false);
+  appendEscaped(out, text, kSpecialInText);
 }
 
 void appendXmlAttribute(std::string& out, std::string_view text) {
-  appendEscaped(out, text, true);
+  appendEscaped(out, text, kSpecialInAttribute);
 }
 
 }  // namespace qvx

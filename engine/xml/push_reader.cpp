@@ -176,8 +176,20 @@ class Scanner {
 
 }  // namespace
 
+namespace {
+
+// A parser that the thread's next reader takes over: making one costs as much as reading a small reply.
+thread_local std::unique_ptr<xmlParserCtxt, FreeParser> spare;
+
+}  // namespace
+
 struct PushReader::State {
   State(PushReader& owner, std::string where, const Limits& most) : target(owner), location(std::move(where)), limits(most) {}
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+  ~State() {
+    if (reusable) spare = std::move(context);
+  }
 
   PushReader& target;
   std::string location;
@@ -324,6 +336,11 @@ struct PushReader::State {
   }
 
   void begin(const std::string& encoding) {
+    if (context == nullptr && spare != nullptr) {
+      context = std::move(spare);
+      context->userData = this;
+      reusable = true;
+    }
     const bool again = reusable && xmlDictSize(context->dict) < kMostNames;
     reusable = false;
     if (!again) {

@@ -71,7 +71,7 @@ std::vector<Output> outputsOf(const Target& target, const CallArguments& argumen
     outputs.push_back({soapName(target, arguments.raw ? "Envelope" : "Body"), arguments.file, nullptr, {}});
   for (const std::string& output : arguments.outputs) {
     // A namespace may have "=" in it.
-    const std::size_t sign = output.find('=', output.front() == '{' ? output.find('}') : 0);
+    const std::size_t sign = output.find('=', output[0] == '{' ? output.find('}') : 0);
     if (sign == std::string::npos || sign == 0 || sign + 1 == output.size()) throw Failure(ExitCode::Usage, "--output wants QNAME=FILE");
     outputs.push_back({output.substr(0, sign), output.substr(sign + 1), nullptr, {}});
   }

@@ -135,7 +135,7 @@ void addCall(CLI::App& verb, CallArguments& call) {
   addMany(verb, "-H,--header", call.headers, "'NAME: VALUE'|@FILE", "Send an HTTP header, or those in a file");
   verb.add_option("-o,--output-file", call.file, "Where the answer's payload goes, as a stream")->type_name("FILE");
   addMany(verb, "--output", call.outputs, "QNAME=FILE", "Where an element of the answer goes, as a stream");
-  verb.add_flag("--raw", call.raw, "The answer's whole envelope, as it came, in place of its payload");
+  verb.add_flag("--raw", call.raw, "The answer's whole envelope, in place of its payload");
   verb.add_flag("-n,--dry-run", call.dryRun, "Print the envelope and send nothing; what --wss adds is not in it");
   verb.add_option("--address", call.address, "Call this URL, perhaps a template, and not the port's")->type_name("URL");
   addMany(verb, "--variable", call.variables, "NAME=VALUE", "A variable of the address's URI template");

@@ -81,7 +81,19 @@ std::string contentOf(const Input& input, const Namespaces& namespaces) {
     xml.clear();
     for (xmlNode* child = firstElement(only); child != nullptr; child = nextElement(child)) xml += standAlone(child);
   }
-  return xml;
+  // White space around elements is not sent.
+  const std::size_t begin = std::min(xml.find_first_not_of(" \t\r\n"), xml.size());
+  return xml.substr(begin, xml.find_last_not_of(" \t\r\n") + 1 - begin);
+}
+
+/// The prefix of the envelope's own names: one that the caller gives no other meaning.
+std::string prefixFor(const std::string& ns, const Namespaces& namespaces) {
+  const auto taken = [&](const std::string& prefix) {
+    return std::any_of(namespaces.begin(), namespaces.end(), [&](const auto& one) { return one.first == prefix && one.second != ns; });
+  };
+  std::string prefix = "soap";
+  for (int number = 0; taken(prefix); ++number) prefix = "soapenv" + (number == 0 ? std::string() : std::to_string(number));
+  return prefix;
 }
 
 /// A finished envelope, which is sent as it is.
@@ -134,15 +146,13 @@ std::string envelopeOf(const Target& target, const std::vector<Input>& inputs, c
     if (isEnvelope(input.name)) return finished(target, input);
     (input.name == soapName(target, "Header") ? header : body) = contentOf(input, namespaces);
   }
-  std::string prefix = "soapenv";
-  const auto taken = [&](const auto& one) { return one.first == prefix; };
-  while (std::any_of(namespaces.begin(), namespaces.end(), taken)) prefix += '_';
+  const std::string ns(target.soap == "1.2" ? kSoap12Envelope : kSoap11Envelope);
+  const std::string prefix = prefixFor(ns, namespaces);
   const auto part = [&](const std::string& name, const std::string& content) {
-    if (content.empty()) return "<" + prefix + ":" + name + "/>\n";
-    return "<" + prefix + ":" + name + ">\n" + content + "\n</" + prefix + ":" + name + ">\n";
+    return "<" + prefix + ":" + name + ">" + content + "</" + prefix + ":" + name + ">";
   };
-  const std::string_view ns = target.soap == "1.2" ? kSoap12Envelope : kSoap11Envelope;
-  return "<" + prefix + ":Envelope" + declarations({{prefix, std::string(ns)}}) + declarations(namespaces) + ">\n" +
+  const bool declared = std::find(namespaces.begin(), namespaces.end(), std::pair(prefix, ns)) != namespaces.end();
+  return "<" + prefix + ":Envelope" + (declared ? "" : declarations({{prefix, ns}})) + declarations(namespaces) + ">" +
          (header.empty() ? "" : part("Header", header)) + part("Body", body) + "</" + prefix + ":Envelope>\n";
 }
 
