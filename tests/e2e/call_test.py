@@ -543,15 +543,6 @@ def chunks(handler):
         handler.wfile.write(f"{len(piece):x}\r\n{piece}\r\n".encode())
 
 
-def drop(handler):
-    handler.close_connection = True
-
-
-def cut(handler):
-    reply(**{"Content-Length": "1000"})(handler)
-    handler.close_connection = True
-
-
 class Connections(Case):
     def test_kept_between_calls(self):
         server = Plain(self, {"/": reply(), "/fault": reply(500, enveloped("11", "<e:Fault><faultcode>e:Server</faultcode><faultstring>no</faultstring></e:Fault>")),
@@ -571,17 +562,6 @@ class Connections(Case):
         calls = self.drive(server.url + "/", request("Echo", "x"), {"cancelAfterMs": [50], "pollMs": 5}, {})["calls"]
         self.assertEqual(([one["ok"] for one in calls], server.connections), ([True, False, True], 2))
 
-    def test_sent_once(self):
-        turns = iter(range(100))
-        server = Plain(self, {"/drop": drop, "/second": lambda handler: (reply() if next(turns) == 0 else drop)(handler), "/cut": cut})
-        for path, ok in (("/drop", [False, False]), ("/second", [True, False]), ("/cut", [False, False])):
-            with self.subTest(path):
-                server.seen.clear()
-                calls = self.drive(server.url + path, request("Echo", "x", repeat=2))["calls"]
-                self.assertEqual([one["ok"] for one in calls], ok)
-                self.assertRegex(calls[1]["err"], r"^QVWS-1725: .* failed with code 210: ")
-                self.assertEqual(len(server.seen), 2)
-
     def test_an_idle_connection_that_was_closed_is_replaced(self):
         def close(handler):
             reply()(handler)
@@ -589,25 +569,6 @@ class Connections(Case):
         server = Plain(self, {"/": close})
         self.succeed(server.url + "/", request("Echo", "x"), {"pauseMs": 300})
         self.assertEqual((len(server.seen), server.connections), (2, 2))
-
-    def test_answers_that_are_no_soap(self):
-        envelope = enveloped("11", f'<EchoResponse xmlns="{NS}">x</EchoResponse>')
-        server = Plain(self, {"/page": reply(404, "<html>" + "n" * 500, "text/html"), "/broken": reply(503, "overloaded", "text/plain"), "/html": reply(200, "<html/>", "text/html"),
-                              "/half": reply(200, envelope[:-30]), "/doctype": reply(200, "<!DOCTYPE x [<!ENTITY a 'b'>]>" + envelope), "/bytes": reply(200, envelope.replace("x</", "\xff</").encode("latin-1")),
-                              "/nothing": reply(500, ""), "/two": reply(200, envelope + envelope)})
-        for path, code, words in (("/page", 207, ["404", "<html>nnn"]), ("/broken", 207, ["503", "overloaded"]), ("/html", 402, ["html"]), ("/half", 402, ["line 1"]), ("/doctype", 402, []),
-                                  ("/bytes", 402, []), ("/nothing", 207, ["500"]), ("/two", 402, [])):
-            with self.subTest(path):
-                one = self.fail_with(code, [server.url + path, *words], server.url + path, request("Echo", "x"))
-                self.assertNotIn("n" * 201, one["err"])
-                self.assertIsNone(one["outputs"][name("EchoResponse")])
-
-    def test_unreachable(self):
-        closed, = apache.free_ports(1)
-        self.fail_with(204, [str(closed)], f"http://127.0.0.1:{closed}/", request("Echo", "x"))
-        self.fail_with(203, ["nowhere.invalid"], "http://nowhere.invalid/", request("Echo", "x"))
-        self.fail_with(202, ["ftp"], "ftp://127.0.0.1/", request("Echo", "x"))
-        self.fail_with(104, ["WSCP_ADDRESS"], "", request("Echo", "x"))
 
     def test_time_outs(self):
         release = threading.Event()
@@ -624,30 +585,6 @@ class Connections(Case):
                 with self.subTest(address=address, option=option):
                     one = self.fail_with(206, [], address, request("Echo", "x"), options={option: "1"})
                     self.assertTrue(900 < one["elapsedMs"] < 10_000, one["elapsedMs"])
-
-    def test_redirects(self):
-        other = Plain(self, {"/there": reply()})
-        server = Plain(self, {f"/{status}": reply(status, "", **{"Location": "/here"}) for status in (301, 302, 303, 307, 308)} | {
-            "/here": reply(), "/away": reply(307, "", **{"Location": other.url + "/there"}), "/loop": reply(308, "", **{"Location": "/loop"}),
-            "/file": reply(307, "", **{"Location": "file:///etc/passwd"})})
-        for options, path, code, seen in (({}, "/307", 209, 1), ({}, "/302", 209, 1), ({"WSCP_REDIRECTS": "3"}, "/307", None, 2), ({"WSCP_REDIRECTS": "3"}, "/308", None, 2),
-                                          ({"WSCP_REDIRECTS": "3"}, "/302", 209, 1), ({"WSCP_REDIRECTS": "3"}, "/303", 209, 1), ({"WSCP_REDIRECTS": "3"}, "/loop", 209, 4),
-                                          ({"WSCP_REDIRECTS": "3"}, "/file", 209, 1)):
-            with self.subTest(path, **options):
-                server.seen.clear()
-                if code is None:
-                    self.answer(server.url + path, request("Echo", TEXT), options=options)
-                    self.assertEqual(len({body for _, _, body in server.seen}), 1)
-                else:
-                    self.fail_with(code, [], server.url + path, request("Echo", TEXT), options=options)
-                self.assertEqual(len(server.seen), seen)
-        # Another origin gets what was to be sent, and no credential.
-        options = {"WSCP_REDIRECTS": "1", "WSCP_USER": "u", "WSCP_PASS": "secret-1", "WSCP_AUTH": "basic"}
-        server.seen.clear()
-        self.answer(server.url + "/away", request("Echo", TEXT), options=options)
-        self.assertEqual([["Authorization" in headers for _, headers, _ in one.seen] for one in (server, other)], [[True], [False]])
-        self.fail_with(209, [], server.url + "/away", request("Echo", TEXT), options={"WSCP_REDIRECTS": "1", "WSCP_WS-SECURITY_USER": USER, "WSCP_WS-SECURITY_PASS": PASSWORD})
-        self.assertEqual(len(other.seen), 1)
 
 
 @contextlib.contextmanager
