@@ -612,7 +612,7 @@ def deaf_port():
 
 
 class Cancels(ServiceCase):
-    """200 points of slow calls, at random but the same in each run."""
+    """Slow calls, stopped at points that are random but the same in each run: 40 of each kind."""
     POINTS = 40
 
     def test_at_any_point(self):
