@@ -54,8 +54,10 @@ class Folder {
     const auto element = [&](const std::string& name) {
       out << "<xs:element name='" << name << "'><xs:complexType><xs:sequence>\n";
       int field = 0;
-      for (const char* type : types)
-        out << "  <xs:element name='field" << ++field << "' type='xs:" << type << "' minOccurs='" << field % 2 << "'/>\n";
+      for (const char* type : types) {
+        ++field;
+        out << "  <xs:element name='field" << field << "' type='xs:" << type << "' minOccurs='" << field % 2 << "'/>\n";
+      }
       out << "</xs:sequence></xs:complexType></xs:element>\n";
     };
     std::vector<std::string> names;
