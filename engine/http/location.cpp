@@ -101,7 +101,9 @@ Location locate(std::string_view address) {
   const Url url(curl_url());
   if (url == nullptr) throw std::bad_alloc();
   if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_URLENCODE) != CURLUE_OK) {
-    throw Error(ErrorCode::BadRequest, text + ": not a well-formed URL; check its host, port and characters");
+    // Where its parts cannot be told, neither can a password in it.
+    const std::string shown = text.find('@') == std::string::npos ? text : "(a URL)";
+    throw Error(ErrorCode::BadRequest, shown + ": not a well-formed URL; check its host, port and characters");
   }
   return web(url.get());
 }

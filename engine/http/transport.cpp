@@ -323,6 +323,8 @@ void Transport::configure(Handle& handle, const std::string& url, bool trusted) 
   if (!trusted) return;
   if (!options_.certificateFile.empty()) curl_easy_setopt(easy, CURLOPT_SSLCERT, options_.certificateFile.c_str());
   if (!options_.keyFile.empty()) curl_easy_setopt(easy, CURLOPT_SSLKEY, options_.keyFile.c_str());
+  // A key with a password of its own fails; otherwise it would be asked for at the terminal.
+  curl_easy_setopt(easy, CURLOPT_KEYPASSWD, "");
   if (options_.user.empty()) return;
   const std::string& kind = options_.authentication;
   long mask = static_cast<long>(https ? CURLAUTH_BASIC : CURLAUTH_ANY);
@@ -435,7 +437,7 @@ void Transport::perform(Handle& handle, const std::string& name, Transfer& trans
   if (connected == 407) {
     throw Error(ErrorCode::Authentication, name + ": the HTTP proxy answered with HTTP status 407; check WSCP_PROXY_USER and its password");
   }
-  const ErrorCode error = errorOf(code, handle.detail.c_str());
+  const ErrorCode error = connected >= 300 ? ErrorCode::Connect : errorOf(code, handle.detail.c_str());
   throw Error(error, name + ": " + (handle.detail[0] != '\0' ? handle.detail.c_str() : curl_easy_strerror(code)) + adviceFor(error));
 }
 
