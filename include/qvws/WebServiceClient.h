@@ -122,9 +122,9 @@ class WebServiceClient {
   /// Slot 14. Invokes an operation and waits for its answer, at most the request time-out. The request is sent at most once.
   ///
   /// Options "WSCP_ADDRESS" and "WSCP_ACTION" name the service and the operation, the bound inputs and the request values make the request. Texts of
-  /// the answer go into the property "wsps.string.value" of the outputs bound under their names, null for an empty cell; an answered name that no
-  /// output is bound to is logged with message 1590 at level 3. Then the response values become those of this answer, none when it has none. An
-  /// output that the answer does not mention keeps its text.
+  /// the answer go into the property "wsps.string.value" of the outputs bound under their names, null when the answer has none for it, as for an
+  /// output that went to its file; an answered name that no output is bound to is logged with message 1590 at level 3. Then the response values
+  /// become those of this answer, none when it has none. An output that the answer does not mention keeps its text.
   ///
   /// Bound values and request values stay for a next call until Reset(), SetRequestValue() or another binding.
   /// @param[in]  callback  watches the call; may be null
@@ -138,7 +138,7 @@ class WebServiceClient {
   ///         - 1726  the call of the proxy failed
   ///         - a message of connection set-up
   ///
-  ///         All that was bound and set stays. Until the answer is read nothing of the client has changed; then (444 alone) outputs may have their
+  ///         All that was bound and set stays. Until the answer is read none of its values has changed; then (444 alone) outputs may have their
   ///         new text, and the response values may be empty or incomplete.
   virtual bool Invoke(WebServiceInvokeCallback* callback, QvbString& err) = 0;
   /// Slot 15. Ends the client; the pointer is dead afterwards. Its discoveries must have been released.

@@ -32,7 +32,7 @@ class WebServiceParmValue {
   /// Slot 3. 0 = not bound, 1 = bound as input, 2 = bound as output.
   virtual int32_t getDirection() = 0;
   /// Slot 4. Reads a property: "wsps.file.path" is the path of a file value, "wsps.string.value" the text of a string value, which an invocation
-  /// stores into a bound output. An output that no answer has mentioned has none.
+  /// stores into a bound output. An output that the answer does not mention keeps what it had.
   /// @param[out] value  a copy of the text; null when the property is absent
   /// @return whether the property is there
   virtual bool getProperty(const QvbString& name, QvbString& value) = 0;
