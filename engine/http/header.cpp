@@ -33,15 +33,30 @@ std::string headerLine(std::string_view name, std::string_view value) {
   return line.append(value.empty() ? ";" : ": ").append(value);
 }
 
+std::string_view mediaTypeOf(std::string_view contentType) {
+  contentType = contentType.substr(0, contentType.find(';'));
+  while (!contentType.empty() && (contentType.back() == ' ' || contentType.back() == '\t')) contentType.remove_suffix(1);
+  return contentType;
+}
+
 std::string charsetOf(std::string_view contentType) {
-  std::string folded(contentType);
-  std::transform(folded.begin(), folded.end(), folded.begin(), lower);
-  const std::size_t at = folded.find("charset=");
-  if (at == std::string::npos) return {};
-  std::string charset(contentType.substr(at + 8));
-  charset = charset.substr(0, charset.find(';'));
-  charset.erase(std::remove_if(charset.begin(), charset.end(), [](char c) { return c == '"' || c == '\'' || c == ' '; }), charset.end());
-  return charset;
+  bool quoted = false;
+  std::size_t begin = contentType.size();
+  for (std::size_t at = 0; at <= contentType.size(); ++at) {
+    const bool end = at == contentType.size();
+    if (!end && contentType[at] == '"') quoted = !quoted;
+    if (!end && (quoted || contentType[at] != ';')) continue;
+    std::string_view parameter = begin < at ? contentType.substr(begin, at - begin) : std::string_view();
+    parameter.remove_prefix(std::min(parameter.find_first_not_of(" \t"), parameter.size()));
+    constexpr std::string_view kName = "charset=";
+    if (sameHeader(parameter.substr(0, kName.size()), kName)) {
+      std::string charset(parameter.substr(kName.size()));
+      charset.erase(std::remove_if(charset.begin(), charset.end(), [](char c) { return c == '"' || c == '\'' || c == ' '; }), charset.end());
+      return charset;
+    }
+    begin = at + 1;
+  }
+  return {};
 }
 
 std::string beginningOf(std::string_view body) {

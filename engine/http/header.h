@@ -16,6 +16,9 @@ bool sameHeader(std::string_view one, std::string_view other);
 /// "Name: value" as the transport takes it.
 std::string headerLine(std::string_view name, std::string_view value);
 
+/// The media type of a content type, without its parameters.
+std::string_view mediaTypeOf(std::string_view contentType);
+
 /// The charset parameter of a content type (RFC 9110 section 8.3.2); empty when there is none.
 std::string charsetOf(std::string_view contentType);
 

@@ -40,6 +40,8 @@ struct CleanMulti {
   void operator()(CURLM* multi) const noexcept { curl_multi_cleanup(multi); }
 };
 
+constexpr const char* kMayHaveActed = "; the service may have acted on the request: find out whether it has before you send it again";
+
 std::string account(const std::string& domain, const std::string& user) {
   return domain.empty() ? user : domain + "\\" + user;
 }
@@ -50,6 +52,8 @@ std::string account(const std::string& domain, const std::string& user) {
 class Transport::Transfer {
  public:
   explicit Transfer(Watch* watch) : watch_(watch) {}
+  /// Whether a request has left that may not leave twice.
+  [[nodiscard]] virtual bool hasSent() const { return false; }
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
   virtual ~Transfer() = default;
@@ -133,9 +137,16 @@ class Transport::Call final : public Transfer {
       : Transfer(watch), name_(name), body_(body), sink_(sink), easy_(easy) {}
 
   /// The answer is complete.
-  void finish() {
-    if (!begun_ && !passedOver()) sink_.begin(head_);
+  void finish(std::int64_t received) {
+    if (begun_ || passedOver()) return;
+    // libcurl takes a stream that ends before its first byte for an empty one. An empty one has 20 bytes with gzip.
+    constexpr std::int64_t kEmptyGzip = 20;
+    if (received > 0 && received < kEmptyGzip && sameHeader(head_.header("Content-Encoding"), "gzip")) {
+      throw Error(ErrorCode::Transfer, name_ + ": the compressed answer ends before its content" + kMayHaveActed);
+    }
+    begin();
   }
+  [[nodiscard]] bool hasSent() const override { return sent_; }
   /// Whether a service that wants no authentication has been asked without the body, and found that wrong.
   [[nodiscard]] bool askedInVain() const {
     if (easy_ == nullptr || head_.status < 400 || head_.status == 401 || head_.status == 407 || body_.size() == 0) return false;
@@ -154,8 +165,18 @@ class Transport::Call final : public Transfer {
   // The body of an answer that libcurl goes on from, such as a challenge, never gets here.
   void data(std::string_view bytes) override {
     if (passedOver()) return;
-    if (!std::exchange(begun_, true)) sink_.begin(head_);
+    if (!begun_) begin();
     sink_.data(bytes);
+  }
+
+  void begin() {
+    begun_ = true;
+    const std::string_view coding = head_.header("Content-Encoding");
+    constexpr std::array kUndone = {"", "identity", "gzip", "x-gzip", "deflate"};
+    if (std::none_of(kUndone.begin(), kUndone.end(), [&](const char* one) { return sameHeader(coding, one); })) {
+      throw Error(ErrorCode::BadReply, name_ + ": the answer has the content coding '" + std::string(coding) + "', which was not asked for");
+    }
+    sink_.begin(head_);
   }
 
   [[nodiscard]] bool passedOver() const { return redirected() || (!begun_ && askedInVain()); }
@@ -200,9 +221,7 @@ class Transport::Call final : public Transfer {
   void aboutToSend() override {
     if (sent_ && !answered_) {
       throw Error(ErrorCode::Transfer,
-                  name_ +
-                      ": the connection was lost after the request had been sent; the service may have acted on it, so it was not "
-                      "sent again; find out whether it has before you do");
+                  name_ + ": the connection was lost after the request had been sent, and it was not sent again" + kMayHaveActed);
     }
     sent_ = true;
     answered_ = false;
@@ -362,12 +381,13 @@ int Transport::run(Handle& handle, Transfer& transfer, bool& stopped) {
     }
     failed = curl_multi_poll(multi, nullptr, 0, transfer.wait(), nullptr);
   }
-  CURLcode code = failed == CURLM_OK ? CURLE_ABORTED_BY_CALLBACK : CURLE_OUT_OF_MEMORY;
+  CURLcode code = CURLE_ABORTED_BY_CALLBACK;
   int left = 0;
   while (const CURLMsg* const message = curl_multi_info_read(multi, &left)) {
     if (message->msg == CURLMSG_DONE && message->easy_handle == easy) code = message->data.result;
   }
   curl_multi_remove_handle(multi, easy);
+  if (failed != CURLM_OK) throw std::bad_alloc();  // it only fails for want of memory or of a descriptor to wait with
   return code;
 }
 
@@ -431,14 +451,21 @@ void Transport::perform(Handle& handle, const std::string& name, Transfer& trans
   handle.url.clear();
   transfer.rethrow();
   if (stopped || transfer.stopped()) throw Error(ErrorCode::Cancelled, name + ": the caller stopped it");
-  if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+  // libcurl has the same code for both.
+  if (code == CURLE_OUT_OF_MEMORY) {
+    throw Error(ErrorCode::Transfer, name + ": out of memory, or a line of the answer's head is longer than 100 KiB");
+  }
+  if (code == CURLE_BAD_CONTENT_ENCODING || code == CURLE_WRITE_ERROR) {
+    throw Error(ErrorCode::BadReply, name + ": the answer's content coding cannot be undone; check what lies between here and the server");
+  }
   long connected = 0;
   curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &connected);
   if (connected == 407) {
     throw Error(ErrorCode::Authentication, name + ": the HTTP proxy answered with HTTP status 407; check WSCP_PROXY_USER and its password");
   }
   const ErrorCode error = connected >= 300 ? ErrorCode::Connect : errorOf(code, handle.detail.c_str());
-  throw Error(error, name + ": " + (handle.detail[0] != '\0' ? handle.detail.c_str() : curl_easy_strerror(code)) + adviceFor(error));
+  const char* const advice = error == ErrorCode::Transfer && transfer.hasSent() ? kMayHaveActed : adviceFor(error);
+  throw Error(error, name + ": " + (handle.detail[0] != '\0' ? handle.detail.c_str() : curl_easy_strerror(code)) + advice);
 }
 
 Location Transport::redirectTarget(Handle& handle, const Location& from, const std::string& answered, std::int64_t redirected) const {
@@ -539,7 +566,9 @@ void Transport::post(Handle& handle, const std::string& name, RequestSource& bod
   if (!whole) body.rewind();
   limitTime(handle, start);
   perform(handle, name, transfer);
-  transfer.finish();
+  curl_off_t received = 0;
+  curl_easy_getinfo(easy, CURLINFO_SIZE_DOWNLOAD_T, &received);
+  transfer.finish(received);
 }
 
 void Transport::exchange(const Exchange& call, ReplySink& sink, Watch* watch) {

@@ -5,6 +5,7 @@
 #include "http/header.h"
 #include "module/call_watch.h"
 #include "module/rows.h"
+#include "xml/to_utf8.h"
 
 #include <algorithm>
 #include <string_view>
@@ -29,8 +30,25 @@ void checkAction(const std::string& action) {
   throw Error(ErrorCode::BadRequest, "The option WSCP_ACTION has a line break or another control character in it");
 }
 
-bool isXml(std::string_view contentType) {
-  return contentType.empty() || contentType.find("xml") != std::string_view::npos;
+/// The bytes in UTF-8, or as they are when they cannot be turned into it.
+std::string asUtf8(std::string_view bytes, const std::string& charset) {
+  try {
+    ToUtf8 decoder;
+    decoder.begin(charset, {});
+    return std::string(decoder.feed(bytes));
+  } catch (const Error&) {
+    return std::string(bytes);
+  }
+}
+
+/// What a content type has to do with an answer not being understood; empty when nothing.
+std::string remarkOn(std::string_view contentType) {
+  const std::string_view media = mediaTypeOf(contentType);
+  constexpr std::string_view kMultipart = "multipart/";
+  if (sameHeader(media.substr(0, kMultipart.size()), kMultipart))
+    return " (it has attachments, which are not read: its type is " + std::string(media) + ")";
+  const bool xml = media.size() >= 3 && sameHeader(media.substr(media.size() - 3), "xml");
+  return media.empty() || xml ? "" : " (its content type is " + std::string(media) + ")";
 }
 
 }  // namespace
@@ -109,7 +127,7 @@ void Invoker::judge() const {
   const std::string who = printable(target_) + ": the service answered with ";
   const std::string status = "HTTP status " + std::to_string(code) + (head_.reason.empty() ? "" : " " + head_.reason);
   const auto said = [&] {
-    const std::string beginning = beginningOf(reader_.beginning());
+    const std::string beginning = beginningOf(asUtf8(reader_.beginning(), charsetOf(head_.header("Content-Type"))));
     return beginning.empty() ? std::string() : ". It said: " + beginning;
   };
   if (kind == ReplyReader::Kind::Fault) throw Error(ErrorCode::Fault, who + "a fault (" + status + ")\n" + reader_.fault().text());
@@ -121,9 +139,7 @@ void Invoker::judge() const {
     log_(1, who + status + " and something that is no SOAP, which is passed over");
     return;
   }
-  const std::string_view type = head_.header("Content-Type");
-  throw Error(ErrorCode::BadReply, who + "something that is not understood: " + reader_.problem() +
-                                       (isXml(type) ? "" : " (its content type is " + std::string(type) + ")") +
+  throw Error(ErrorCode::BadReply, who + "something that is not understood: " + reader_.problem() + remarkOn(head_.header("Content-Type")) +
                                        "; check that the address is that of the service" + said());
 }
 
@@ -145,6 +161,8 @@ void Invoker::call(const BoundValues& values, const RequestValues& requestValues
   aim(requestValues);
   const UsernameToken* const token = options_.token.user.empty() ? nullptr : &options_.token;
   RequestEnvelope envelope({values.inputs, namespaces_, options_.soapVersion, token, options_.limits, &watch});
+  if (token != nullptr && !envelope.hasSecret())
+    log_(2, printable(target_) + ": a finished envelope is sent as it is, without the WS-Security token that the options ask for");
   const Exchange exchange = exchangeOf(envelope, requestValues);
   Receiver receiver(reader_, values.outputs, head_);
   try {

@@ -31,10 +31,13 @@ RequestValues::RequestValues(const QvwlpValue& rows) {
     const std::string_view value = text(cells[1]);
     if (name.substr(0, kHeaderPrefix.size()) == kHeaderPrefix) {
       headers_.push_back(header(name.substr(kHeaderPrefix.size()), value));
-    } else if (!variables_.empty() && variables_.back().name == name) {
-      variables_.back().values.emplace_back(value);
     } else {
-      variables_.push_back({std::string(name), {std::string(value)}});
+      const auto known = std::find_if(variables_.begin(), variables_.end(), [&](const Variable& one) { return one.name == name; });
+      if (known != variables_.end()) {
+        known->values.emplace_back(value);
+      } else {
+        variables_.push_back({std::string(name), {std::string(value)}});
+      }
     }
   });
 }

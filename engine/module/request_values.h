@@ -18,7 +18,7 @@ inline constexpr std::string_view kHeaderPrefix = "HTTP_HEADER/";
 /// The request values of a call: HTTP headers, and variables of the address's template.
 class RequestValues {
  public:
-  /// @param[in] rows  name and value; values of one name follow each other
+  /// @param[in] rows  name and value; values of one name in their order
   /// @throw Error BadRequest naming a header that cannot be sent
   explicit RequestValues(const QvwlpValue& rows);
 

@@ -66,6 +66,8 @@ bool isNameByte(char c) {
 
 /// Whether "prefix:" stands in this XML: in the name of an element or attribute, or where it may be a name in a value ("xs:string").
 bool uses(std::string_view xml, const std::string& prefix) {
+  // Where characters are written by their numbers, a name may be hidden in them.
+  if (xml.find("&#") != std::string_view::npos) return true;
   const std::string searched = prefix + ":";
   for (std::size_t at = 0; at < xml.size();) {
     const void* const found = memmem(xml.data() + at, xml.size() - at, searched.data(), searched.size());
