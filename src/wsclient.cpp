@@ -82,10 +82,14 @@ void WebServiceClientImpl::unbindAll(Bindings& bindings) {
 }
 
 void WebServiceClientImpl::appendValue(ValueLists& lists, const QvbString& name, QvbString value) {
+  const auto entry = lists.find(name);
+  if (entry != lists.end()) {
+    entry->second.push_back(std::move(value));
+    return;
+  }
   std::vector<QvbString> single;  // a name never stands without a value, not even when memory runs out
   single.push_back(std::move(value));
-  const auto [entry, added] = lists.tryEmplace(name, std::move(single));
-  if (!added) entry->second.push_back(std::move(single.front()));
+  lists.tryEmplace(name, std::move(single));
 }
 
 bool WebServiceClientImpl::firstValue(ValueLists& lists, const QvbString& name, QvbString& value) {

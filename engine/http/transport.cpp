@@ -309,7 +309,7 @@ Transport::Handle& Transport::handle() {
   return *handle_;
 }
 
-void Transport::configure(Handle& handle, const std::string& url, bool trusted) {
+void Transport::configure(Handle& handle, const std::string& url, bool trusted) const {
   CURL* const easy = handle.easy.get();
   const bool https = url.rfind("https:", 0) == 0;
   handle.url.clear();

@@ -68,7 +68,7 @@ class Transport {
   [[nodiscard]] Fetched readFile(const Location& location) const;
   Fetched get(const Location& location);
   Handle& handle();
-  void configure(Handle& handle, const std::string& url, bool trusted);
+  void configure(Handle& handle, const std::string& url, bool trusted) const;
   void preparePost(Handle& handle, const std::string& url, bool trusted, const Exchange& call);
   [[nodiscard]] std::vector<std::string> headersFor(const Exchange& call, bool trusted) const;
   void post(Handle& handle, const std::string& name, RequestSource& body, Call& transfer, Clock::time_point start);

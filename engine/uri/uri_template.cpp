@@ -137,9 +137,9 @@ std::string readLiteral(Cursor& cursor) {
   std::string out;
   while (!cursor.atEnd() && cursor.peek() != '{') {
     const std::size_t position = cursor.position();
-    if (cursor.peek() == '}') refuse(position, "\"}\" without a \"{\" before it");
+    if (cursor.peek() == '}') refuse(position, R"("}" without a "{" before it)");
     if (cursor.peek() == '%' && !cursor.atPercentEncoded())
-      refuse(position, "\"%\" without two hexadecimal digits behind it; write \"%25\" for the sign itself");
+      refuse(position, R"("%" without two hexadecimal digits behind it; write "%25" for the sign itself)");
     const auto [c, bytes] = cursor.take();
     if (c == kNoCharacter) refuse(position, "the bytes are not UTF-8");
     // The apostrophe is a sub-delimiter of URIs and was left out of the grammar by an oversight.
@@ -167,7 +167,7 @@ bool isNameCharacter(const Cursor& cursor) {
 }
 
 [[noreturn]] void refuseInExpression(Cursor& cursor, std::size_t begin, const std::string& expected) {
-  if (cursor.atEnd()) refuse(begin, "\"{\" without a \"}\" behind it");
+  if (cursor.atEnd()) refuse(begin, R"("{" without a "}" behind it)");
   const std::size_t position = cursor.position();
   const auto [c, bytes] = cursor.take();
   refuse(position, expected + ", not " + (c == kNoCharacter ? "bytes that are no UTF-8" : quoted(bytes)));
@@ -305,7 +305,7 @@ UriTemplate::UriTemplate(std::string_view text) {
       }
       if (std::find(variables_.begin(), variables_.end(), variable.name) == variables_.end()) variables_.push_back(variable.name);
     } while (cursor.skip(','));
-    if (!cursor.skip('}')) refuseInExpression(cursor, begin, "behind a variable has to be \":\" and a number, \"*\", \",\" or \"}\"");
+    if (!cursor.skip('}')) refuseInExpression(cursor, begin, R"(behind a variable has to be ":" and a number, "*", "," or "}")");
   }
 }
 

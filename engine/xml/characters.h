@@ -20,7 +20,7 @@ class XmlTextCheck {
  public:
   /// What is wrong and where: "the character U+0001 at position 7 (characters from 1) …"; nothing when all is well so far.
   std::optional<std::string> feed(std::string_view piece);
-  std::optional<std::string> end() const;
+  [[nodiscard]] std::optional<std::string> end() const;
 
  private:
   [[nodiscard]] std::string where() const;
