@@ -11,7 +11,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -142,27 +141,6 @@ struct Sink final : ReplySink {
   bool failing = false;
 };
 
-/// Stops some time after it was first asked.
-class Timer final : public Watch {
- public:
-  explicit Timer(int milliseconds) : until_(Clock::now() + std::chrono::milliseconds(milliseconds)) {}
-  bool stop() override {
-    if (Clock::now() < until_) return false;
-    if (stopped == Clock::time_point()) stopped = Clock::now();
-    return true;
-  }
-  [[nodiscard]] int wait() const override { return 20; }
-  using Clock = std::chrono::steady_clock;
-  Clock::time_point stopped;
-
- private:
-  Clock::time_point until_;
-};
-
-std::size_t openDescriptors() {
-  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator()));
-}
-
 /// A transport that trusts the server, and what it logged.
 struct Line {
   explicit Line(const std::string& url, TransportOptions options = {}) : transport(std::move(options), limits, [](int, const std::string&) {}) {
@@ -170,10 +148,10 @@ struct Line {
     call.url = url;
   }
   /// 0, or the code of the failure, whose text is kept.
-  int exchange(RequestSource& body, ReplySink& sink, Watch* watch = nullptr) {
+  int exchange(RequestSource& body, ReplySink& sink) {
     call.body = &body;
     try {
-      transport.exchange(call, sink, watch);
+      transport.exchange(call, sink, nullptr);
       return 0;
     } catch (const Error& error) {
       text = error.what();
@@ -229,42 +207,6 @@ TEST(Exchange, KeepsTheConnectionAndHandsOverTheHeadThatCounts) {
     EXPECT_NE(request.find("\r\nX-Own: a\r\nX-Empty:\r\n"), std::string::npos) << request;
     EXPECT_EQ(request.substr(request.size() - 4), "<x/>");
     EXPECT_EQ(request.find("Expect"), std::string::npos);
-  }
-}
-
-TEST(Exchange, AuthenticatesInRoundsThatTheSinkDoesNotSee) {
-  const std::string challenge = "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\", algorithm=MD5\r\n";
-  RawServer server([&](int, const std::string& request) {
-    if (request.find("username=\"good\"") != std::string::npos || request.find("Authorization: Basic Z29vZDpw") != std::string::npos) {
-      return answer("200 OK", "", "in");
-    }
-    return answer("401 Unauthorized", challenge, "who?");
-  });
-  struct Case {
-    const char* user;
-    const char* kind;
-    bool streamed;
-    int status;
-    std::size_t requests;
-  };
-  const Case cases[] = {{"good", "basic", false, 200, 1}, {"good", "digest", false, 200, 2}, {"good", "any", true, 200, 2},
-                        {"good", "", false, 200, 2},      {"bad", "digest", true, 401, 2},   {"bad", "basic", false, 401, 1},
-                        {"", "", false, 401, 1}};
-  for (const Case& one : cases) {
-    SCOPED_TRACE(std::string(one.user) + " " + one.kind);
-    TransportOptions options;
-    options.user = one.user;
-    options.password = "p";
-    options.authentication = one.kind;
-    Line line(server.url(), options);
-    const std::size_t before = server.requests().size();
-    Sink sink;
-    Body body("<x/>", one.streamed);
-    ASSERT_EQ(line.exchange(body, sink), 0) << line.text;
-    EXPECT_EQ(sink.head.status, one.status);
-    EXPECT_EQ(sink.begun, 1);
-    EXPECT_EQ(sink.text, one.status == 200 ? "in" : "who?");
-    EXPECT_EQ(server.requests().size(), before + one.requests);
   }
 }
 
@@ -347,45 +289,6 @@ TEST(Exchange, FailuresOfSourceAndSinkReachTheCaller) {
   EXPECT_EQ(line.exchange(body, good), 0) << line.text;
   EXPECT_EQ(good.text, "text");
   EXPECT_NE(server.requests().back().find("Expect: 100-continue"), std::string::npos);
-}
-
-TEST(Exchange, StopsInTimeWhereverItIs) {
-  // Answers nothing, or a beginning that never ends; or does not even read.
-  RawServer silent([](int, const std::string&) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(600));
-    return std::string();
-  });
-  RawServer endless([](int, const std::string&) { return std::string("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\nstart"); });
-  const int deaf = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ASSERT_EQ(bind(deaf, reinterpret_cast<sockaddr*>(&address), length), 0);
-  ASSERT_EQ(listen(deaf, 1), 0);
-  getsockname(deaf, reinterpret_cast<sockaddr*>(&address), &length);
-  const std::string unread = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/";
-
-  for (const std::string& url : {silent.url(), endless.url(), unread, std::string("http://never.invalid/")}) {
-    for (const int milliseconds : {0, 1, 30, 170}) {
-      SCOPED_TRACE(url + " after " + std::to_string(milliseconds));
-      const std::size_t before = openDescriptors();
-      {
-        Line line(url);
-        Timer timer(milliseconds);
-        Sink sink;
-        Body body(std::string(1 << 20, 'x'), true);
-        const int code = line.exchange(body, sink, &timer);
-        const auto took = Timer::Clock::now() - timer.stopped;
-        if (code == 203) continue;  // the name was looked up before the time had come
-        EXPECT_EQ(code, 211) << line.text;
-        EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(took).count(), 250);
-      }
-      for (int i = 0; i < 100 && openDescriptors() > before; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-      EXPECT_LE(openDescriptors(), before);
-    }
-  }
-  close(deaf);
 }
 
 TEST(Exchange, TellsWhatFailed) {

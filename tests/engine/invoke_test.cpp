@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -186,39 +184,6 @@ TEST_F(Invoke, JudgesAnswers) {
       EXPECT_TRUE(done.rows.at(0).empty());
     }
   }
-}
-
-TEST_F(Invoke, FilesGoInAndOutOrNotAtAll) {
-  const std::string in = engine.write("in.xml", "<?xml version=\"1.0\"?>\n<op xmlns=\"urn:t\">from a file</op>\n");
-  const std::string out = engine.write("out.xml", "old");
-  const std::vector<Row> input{{{}, "{urn:t}op", "direction", "Input", {}}, {{}, {}, "type", "File", "1"}, {{}, {}, "Path", in, "1"}};
-  const std::vector<Row> output{{{}, "{urn:t}r", "direction", "Output", {}}, {{}, {}, "type", "File", "1"}, {{}, {}, "Path", out, "1"}};
-  const auto content = [&] {
-    std::ifstream file(out);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  };
-  set({});
-  bind({input, output});
-  status = 500;
-  EXPECT_EQ(engine.invoke().code, 207);
-  EXPECT_EQ(content(), "old");
-  status = 200;
-  const Answered done = engine.invoke();
-  ASSERT_EQ(done.status, 0) << done.error;
-  EXPECT_NE(request_.body.find("<op xmlns=\"urn:t\">from a file</op></"), std::string::npos);
-  EXPECT_EQ(content(), "<r xmlns:s=\"" + kSoap11 + "\" xmlns=\"urn:t\">ok</r>") << "what a file needs cannot be known ahead";
-  EXPECT_EQ(shown(done.rows.at(0)), "urn:t|r|-|\n");
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(engine.folder()), std::filesystem::directory_iterator()), 2) << "temporary files stay";
-}
-
-TEST_F(Invoke, FillsTheAddress) {
-  set({}, "/{tenant}/s{?q*}");
-  const Answered done = engine.invoke({{"q", "a b"}, {"q", "c"}, {"tenant", "x/y"}});
-  ASSERT_EQ(done.status, 0) << done.error;
-  EXPECT_EQ(request_.target, "/x%2Fy/s?q=a%20b&q=c");
-  const Answered uri = engine.call("DiscoverURI", "\x0b", {"http://h/{a}{?b,a,c*}"});
-  EXPECT_EQ(shown(uri.rows.at(0)), "a|\nb|\nc|\n");
-  EXPECT_EQ(engine.call("DiscoverURI", "\x0b", {"http://h/{a"}).code, 106);
 }
 
 TEST_F(Invoke, RefusesBeforeAnythingIsSent) {
