@@ -374,20 +374,6 @@ TEST_F(Invocation, ResetUnbindsAndNoMore) {
   EXPECT_EQ(sent(), Lines{"Invoke([11,11: HTTP_HEADER/X|1;])10,10"});
 }
 
-// What the proxy had to say while it was made is not an error: only a reset takes it back.
-TEST_F(Invocation, SuccessAndTheErrorText) {
-  for (const bool reset : {false, true}) {
-    end();
-    renew();
-    script().onCreate = [](QvjniOptionCallback*, QvjniLogCallback* log) {
-      log->log(log, 2, "old module");
-      return 0;
-    };
-    EXPECT_TRUE(reset ? client_->Reset(err_) : client_->Invoke(nullptr, err_));
-    EXPECT_EQ(str(err_), reset ? "(null)" : "old module");
-  }
-}
-
 TEST_F(Invocation, VariablesOfAUri) {
   const struct {
     const char* name;

@@ -8,12 +8,10 @@
 #include "progress.h"
 #include "text.h"
 
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cctype>
 #include <memory>
-#include <tuple>
 
 namespace qvwscli {
 namespace {
@@ -31,23 +29,17 @@ class CallWatch final : public WebServiceInvokeCallback {
   Progress progress_;
 };
 
-/// Which file a path names, and its state; the same again when nothing was written there.
-using Stamp = std::tuple<bool, dev_t, ino_t, off_t, std::int64_t, long>;
-
-Stamp stampOf(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return {};
-  return {true, status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-}
-
 /// A value that is wanted of the answer.
 struct Output {
   std::string name;  ///< QName text
   std::string file;  ///< empty = kept and printed
   WebServiceParmValue* value = nullptr;
-  Stamp before;
 
-  [[nodiscard]] bool isWritten() const { return stampOf(file) != before; }
+  /// Whether the answer had it; one that went to a file then has a text, a null one.
+  [[nodiscard]] bool isWritten() const {
+    QvbString text;
+    return value->getProperty("wsps.string.value", text);
+  }
 };
 
 using BindOperation = bool (WebServiceClient::*)(const QvbString&, WebServiceParmValue*, QvbString&);
@@ -68,18 +60,20 @@ WebServiceParmValue* bindValue(Client& client, BindOperation operation, const st
 std::vector<Output> outputsOf(const Target& target, const CallArguments& arguments) {
   std::vector<Output> outputs;
   if (!arguments.file.empty() || arguments.outputs.empty())
-    outputs.push_back({soapName(target, arguments.raw ? "Envelope" : "Body"), arguments.file, nullptr, {}});
+    outputs.push_back({soapName(target, arguments.raw ? "Envelope" : "Body"), arguments.file, nullptr});
   for (const std::string& output : arguments.outputs) {
     // A namespace may have "=" in it.
     const std::size_t sign = output.find('=', output[0] == '{' ? output.find('}') : 0);
     if (sign == std::string::npos || sign == 0 || sign + 1 == output.size()) throw Failure(ExitCode::Usage, "--output wants QNAME=FILE");
-    outputs.push_back({output.substr(0, sign), output.substr(sign + 1), nullptr, {}});
+    outputs.push_back({output.substr(0, sign), output.substr(sign + 1), nullptr});
   }
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     for (std::size_t k = 0; k < i; ++k) {
       if (outputs[i].name == outputs[k].name) throw Failure(ExitCode::Usage, outputs[i].name + " is to go to two places");
+      if (!outputs[i].file.empty() && outputs[i].file == outputs[k].file) throw Failure(ExitCode::Usage, outputs[i].file + " is to hold two outputs");
     }
-    if (!outputs[i].file.empty()) outputs[i].before = stampOf(outputs[i].file);
+    if (outputs[i].file == "-")
+      throw Failure(ExitCode::Usage, "an output is a file; leave -o and --output away to have the answer on standard output");
   }
   return outputs;
 }
@@ -116,9 +110,16 @@ void addHeaders(Client& client, const std::vector<std::string>& headers) {
   }
 }
 
-void addVariables(Client& client, const std::vector<std::string>& variables) {
+/// @param[in] address  the template
+void addVariables(Client& client, const std::vector<std::string>& variables, const std::string& address) {
+  const std::size_t host = address.find("://");
+  const bool inHost = host != std::string::npos && address.find('{') < address.find('/', host + 3);
   for (const std::string& variable : variables) {
     const auto [name, value] = split(variable, "--variable", "NAME=VALUE");
+    if (inHost && value.find('@') != std::string_view::npos) {
+      throw Failure(ExitCode::Usage,
+                    "--variable: \"@\" is refused where the value may become a user and a password of the address; log in with --user");
+    }
     if (name.find('/') != std::string_view::npos) throw Failure(ExitCode::Usage, "--variable: a variable's name has no \"/\"");
     QvbString err;
     client->AddRequestValue(text(name), text(value), err);
@@ -192,6 +193,17 @@ void report(Client& client, const std::vector<Output>& outputs, const CallArgume
   if (arguments.json) print(jsonText({{"outputs", std::move(list)}, {"responseValues", responseValues(*client.operator->())}}));
 }
 
+ExitCode printRequest(const CallArguments& arguments, const Target& target, const std::string& envelope) {
+  if (!arguments.json) {
+    printXml(envelope);
+    return ExitCode::Success;
+  }
+  const std::string address = arguments.address.empty() ? target.address.value_or("") : arguments.address;
+  const std::string action = arguments.hasAction ? arguments.action : target.action.value_or("");
+  print(jsonText({{"operation", target.operation}, {"soapVersion", target.soap}, {"address", address}, {"action", action}, {"envelope", envelope}}));
+  return ExitCode::Success;
+}
+
 }  // namespace
 
 ExitCode call(const CallArguments& given) {
@@ -205,15 +217,12 @@ ExitCode call(const CallArguments& given) {
   const Login who = login(arguments.login);
   const Target target = findTarget(arguments.request, arguments.wss.empty() ? who : Login(), arguments.operation, arguments.choice, Ports::Differ);
   const std::vector<Input> inputs = inputsOf(target, arguments.data, namespaces);
-  if (arguments.dryRun) {
-    printXml(envelopeOf(target, inputs, namespaces));
-    return ExitCode::Success;
-  }
   std::vector<Output> outputs = outputsOf(target, arguments);
   Client client;
-  setUp(client, arguments, target, who);
   addHeaders(client, arguments.headers);
-  addVariables(client, arguments.variables);
+  addVariables(client, arguments.variables, arguments.address.empty() ? target.address.value_or("") : arguments.address);
+  if (arguments.dryRun) return printRequest(arguments, target, envelopeOf(target, inputs, namespaces));
+  setUp(client, arguments, target, who);
   for (const Input& input : inputs) bindValue(client, &WebServiceClient::SetInputParmValue, input.name, input.isFile, input.text);
   for (Output& output : outputs)
     output.value = bindValue(client, &WebServiceClient::SetOutputParmValue, output.name, !output.file.empty(), output.file);

@@ -25,6 +25,23 @@ extern "C" void onInterrupt(int /*signal*/) {
   _exit(static_cast<int>(ExitCode::Cancelled));
 }
 
+/// Ends the process as the signal would have, with the terminal as it was.
+extern "C" void onEnd(int signal) {
+  const int terminal = g_terminal;
+  if (terminal != -1) tcsetattr(terminal, TCSANOW, &g_echo);
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
+
+constexpr int kEnds[] = {SIGTERM, SIGHUP, SIGQUIT};
+
+sigset_t stops() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGTSTP);
+  return set;
+}
+
 }  // namespace
 
 void watchInterrupts() {
@@ -53,9 +70,18 @@ EchoOff::EchoOff(int terminal) {
   silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
   silent.c_lflag |= ECHONL;
   g_terminal = terminal;
+  for (const int signal : kEnds) {
+    struct sigaction before {};
+    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_DFL) std::signal(signal, onEnd);
+  }
+  // Who stops the program at the prompt would find a terminal that shows nothing.
+  const sigset_t stop = stops();
+  sigprocmask(SIG_BLOCK, &stop, nullptr);
   works_ = tcsetattr(terminal, TCSAFLUSH, &silent) == 0;
 }
 EchoOff::~EchoOff() {
+  const sigset_t stop = stops();
+  sigprocmask(SIG_UNBLOCK, &stop, nullptr);
   const int terminal = g_terminal.exchange(-1);
   if (works_ && terminal != -1) tcsetattr(terminal, TCSAFLUSH, &g_echo);
 }

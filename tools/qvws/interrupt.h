@@ -20,7 +20,8 @@ class InterruptNoted {
   [[nodiscard]] static bool came();
 };
 
-/// While this lives, a terminal shows nothing of what is typed; Ctrl-C makes it show it again before the process ends.
+/// While this lives, a terminal shows nothing of what is typed; a signal that ends the process makes it show it
+/// again before.
 class EchoOff {
  public:
   explicit EchoOff(int terminal);

@@ -103,12 +103,19 @@ struct Arguments {
   int verbose = 0;
 };
 
+/// An empty value is mostly a script's variable that is not set: better refused than passed over.
+CLI::Option* addText(CLI::App& verb, const std::string& names, std::string& to, const char* form, const char* help) {
+  return verb.add_option(names, to, help)
+      ->type_name(form)
+      ->check(CLI::Validator([](std::string& value) { return value.empty() ? "it is empty" : ""; }, ""));
+}
+
 CLI::Option* addMany(CLI::App& verb, const std::string& names, std::vector<std::string>& to, const char* form, const char* help) {
   return verb.add_option(names, to, std::string(help) + " (repeatable)")->type_name(form)->allow_extra_args(false);
 }
 
 void addCommon(CLI::App& verb, Arguments& arguments, const std::string& help) {
-  verb.add_flag("--json", arguments.call.json, "Print one JSON object");
+  verb.add_flag("--json", arguments.call.json, "Print one JSON object; failures but faults are messages all the same");
   addMany(verb, "--option", arguments.call.request.options, "KEY=VALUE", "Set an option of the client");
   addMany(verb, "--namespace", arguments.call.request.namespaces, "PREFIX=URI", "Bind a prefix to a namespace");
   verb.add_flag("-v,--verbose", arguments.verbose, "Say on standard error what is done; -vv says more");
@@ -123,26 +130,26 @@ void addDocument(CLI::App& verb, Arguments& arguments, const std::string& help) 
 void addOperation(CLI::App& verb, Arguments& arguments, const std::string& help) {
   addDocument(verb, arguments, help);
   verb.add_option("OPERATION", arguments.call.operation, "The operation")->required();
-  verb.add_option("--service", arguments.call.choice.service, "The service, when several offer it")->type_name("NAME");
-  verb.add_option("--port", arguments.call.choice.port, "The port, when several offer it")->type_name("NAME");
+  addText(verb, "--service", arguments.call.choice.service, "NAME", "The service, when several offer it");
+  addText(verb, "--port", arguments.call.choice.port, "NAME", "The port, when several offer it");
   verb.add_option("--soap", arguments.call.choice.soap, "The version of SOAP, when ports of both offer it")->check(CLI::IsMember({"1.1", "1.2"}));
 }
 
 void addCall(CLI::App& verb, CallArguments& call) {
-  verb.add_option("-d,--data", call.data.data, "The payload or the whole envelope; - is standard input")->type_name("FILE");
+  addText(verb, "-d,--data", call.data.data, "FILE", "The payload or the whole envelope; - is standard input");
   addMany(verb, "-p,--parameter", call.data.values, "NAME=VALUE", "Fill an element or attribute of the payload");
-  verb.add_option("--header-xml", call.data.header, "The SOAP header's blocks; - is standard input")->type_name("FILE");
+  addText(verb, "--header-xml", call.data.header, "FILE", "The SOAP header's blocks; - is standard input");
   addMany(verb, "-H,--header", call.headers, "'NAME: VALUE'|@FILE", "Send an HTTP header, or those in a file");
-  verb.add_option("-o,--output-file", call.file, "Where the answer's payload goes, as a stream")->type_name("FILE");
+  addText(verb, "-o,--output-file", call.file, "FILE", "Where the answer's payload goes, as a stream");
   addMany(verb, "--output", call.outputs, "QNAME=FILE", "Where an element of the answer goes, as a stream");
   verb.add_flag("--raw", call.raw, "The answer's whole envelope, in place of its payload");
   verb.add_flag("-n,--dry-run", call.dryRun, "Print the envelope and send nothing; what --wss adds is not in it");
-  verb.add_option("--address", call.address, "Call this URL, perhaps a template, and not the port's")->type_name("URL");
+  addText(verb, "--address", call.address, "URL", "Call this URL, perhaps a template, and not the port's");
   addMany(verb, "--variable", call.variables, "NAME=VALUE", "A variable of the address's URI template");
   verb.add_option("--action", call.action, "The SOAP action, and not the port's")->type_name("URI");
-  verb.add_option("--user", call.login.user, "Who logs in")->type_name("NAME");
-  verb.add_option("--password-file", call.login.passwordFile, "The user's password, in the first line; - is standard input")->type_name("FILE");
-  verb.add_option("--auth-domain", call.login.domain, "Log in with the stored credentials of this label")->type_name("LABEL");
+  addText(verb, "--user", call.login.user, "NAME", "Who logs in");
+  addText(verb, "--password-file", call.login.passwordFile, "FILE", "The user's password, in the first line; - is standard input");
+  addText(verb, "--auth-domain", call.login.domain, "LABEL", "Log in with the stored credentials of this label");
   verb.add_option("--wss", call.wss, "Log in within the message (WS-Security), with the password's text or a digest")
       ->check(CLI::IsMember({"text", "digest"}));
   verb.add_option("--max-time", call.maxTime, "How long the call may take, and each document of the description")

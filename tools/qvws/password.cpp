@@ -31,15 +31,23 @@ class Descriptor {
   int number_;
 };
 
-/// The first line, read byte by byte so that nothing of it stays in a buffer; null on an error.
-QvbString firstLine(int descriptor) {
-  QvbString line("");
+[[noreturn]] void unusable(const std::string& from, const std::string& why) {
+  throw Failure(ExitCode::Input, from + " cannot be used: " + why);
+}
+
+/// The first line, read byte by byte so that nothing of it stays in a buffer.
+/// @param[in] from  where it comes from, for people
+QvbString firstLine(int descriptor, const std::string& from) {
+  QvbString line;
   for (;;) {
     char c = 0;
     const ssize_t got = read(descriptor, &c, 1);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return {};
+    if (got < 0) unusable(from, std::strerror(errno));
+    if (got == 0 && line.isNull()) unusable(from, "there is nothing in it");
+    if (line.isNull()) line = "";
     if (got == 0 || c == '\n') break;
+    if (c == '\0') unusable(from, "it has a zero byte");
     line.append(&c, 1);
   }
   if (line.length() > 0 && line.asCstr()[line.length() - 1] == '\r') line = line.mid(0, line.length() - 1);
@@ -48,12 +56,9 @@ QvbString firstLine(int descriptor) {
 
 QvbString fromFile(const std::string& path) {
   const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  QvbString password;
-  if (file.number() >= 0) password = firstLine(file.number());
-  if (password.isNull()) {
-    throw Failure(ExitCode::Input, "the password file " + (path == "-" ? "(standard input)" : path) + " cannot be read: " + std::strerror(errno));
-  }
-  return password;
+  const std::string from = "the password file " + (path == "-" ? "(standard input)" : path);
+  if (file.number() < 0) unusable(from, std::strerror(errno));
+  return firstLine(file.number(), from);
 }
 
 QvbString fromTerminal(const std::string& user) {
@@ -63,10 +68,9 @@ QvbString fromTerminal(const std::string& user) {
   }
   const EchoOff silence(terminal.number());
   const std::string prompt = "Password for " + safe(user, Escape::Line) + ": ";
-  QvbString password;
-  if (silence.works() && write(terminal.number(), prompt.data(), prompt.size()) >= 0) password = firstLine(terminal.number());
-  if (password.isNull()) throw Failure(ExitCode::Input, std::string("the terminal cannot be asked for the password: ") + std::strerror(errno));
-  return password;
+  const std::string from = "the terminal's answer";
+  if (!silence.works() || write(terminal.number(), prompt.data(), prompt.size()) < 0) unusable(from, std::strerror(errno));
+  return firstLine(terminal.number(), from);
 }
 
 void checkDomain(const QvbString& domain) {

@@ -4,6 +4,8 @@
 #include "exit_code.h"
 #include "text.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <string_view>
 #include <utility>
@@ -16,21 +18,27 @@ void require(bool succeeded, const QvbString& err) {
 }
 
 /// Options that a command line may not carry: passwords, and what has an argument of its own.
-void checkOption(std::string_view key) {
+void checkOption(std::string_view given, std::string_view value) {
+  std::string key(given);
+  std::transform(key.begin(), key.end(), key.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
   if (key.empty()) throw Failure(ExitCode::Usage, "--option wants KEY=VALUE, and the key is empty");
   if (key == "WSCP_ADDRESS")
     throw Failure(ExitCode::Usage, "WSCP_ADDRESS is not set by --option: it is the argument WSDL, or --address where there is one");
+  if (key == "WSCP_PROXY_HOST" && value.find('@') != std::string_view::npos) {
+    throw Failure(ExitCode::Usage,
+                  "WSCP_PROXY_HOST is a host alone; store user and password in the credentials file: --option WSCP_PROXY_DOMAIN=LABEL");
+  }
   const std::size_t password = key.find("PASS");
-  if (password == std::string_view::npos) return;
+  if (password == std::string::npos) return;
   throw Failure(ExitCode::Usage,
-                std::string(key) +
+                std::string(given) +
                     " is refused as an argument: every user of the machine can read argument lists\n"
                     "store the password in the credentials file (~/.config/qvws/credentials.toml, mode 600) under a label of your choice:\n"
                     "[\"LABEL\"]\n"
                     "user = \"...\"\n"
                     "password = \"...\"\n"
                     "and name the label: --option " +
-                    std::string(key.substr(0, password)) + "DOMAIN=LABEL");
+                    key.substr(0, password) + "DOMAIN=LABEL");
 }
 
 }  // namespace
@@ -88,7 +96,7 @@ void Client::tell(const Request& request) {
   QvbString err;
   for (const std::string& option : request.options) {
     const auto [key, value] = split(option, "--option", "KEY=VALUE");
-    checkOption(key);
+    checkOption(key, value);
     require(client_->SetOption(text(key), text(value), err), err);
   }
   for (const std::string& binding : request.namespaces) {
