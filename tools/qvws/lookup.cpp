@@ -107,14 +107,15 @@ std::string lower(std::string text) {
 }
 
 /// What to type to mean this thing and no other.
-std::string argumentsFor(const Thing& thing) {
+/// @param[in] withKind  whether the kind has to be said, too
+std::string argumentsFor(const Thing& thing, bool withKind) {
   const std::string parent = thing.parents.empty() ? std::string() : std::string(view(thing.parents.front().toText())) + "/";
-  return "\n--kind " + thing.kind + " '" + parent + thing.name + "'";
+  return "\n" + (withKind ? "--kind " + thing.kind + " " : "") + "'" + parent + thing.name + "'";
 }
 
-std::string listed(const std::vector<const Thing*>& things) {
+std::string listed(const std::vector<const Thing*>& things, bool withKind) {
   std::string text;
-  for (std::size_t i = 0; i < things.size() && i < kMostCandidates; ++i) text += argumentsFor(*things[i]);
+  for (std::size_t i = 0; i < things.size() && i < kMostCandidates; ++i) text += argumentsFor(*things[i], withKind);
   if (things.size() > kMostCandidates) text += "\nand " + std::to_string(things.size() - kMostCandidates) + " more; `qvws list` shows them all";
   return text;
 }
@@ -138,7 +139,8 @@ Thing find(WebServiceDiscovery& discovery, const std::string& name, const std::s
   if (found.size() == 1) return *found.front();
   const std::string what = kind.empty() ? "nothing" : "no " + kind;
   if (found.size() > 1)
-    throw Failure(ExitCode::Name, "\"" + name + "\" is the name of " + std::to_string(found.size()) + " things; name one of them by" + listed(found));
+    throw Failure(ExitCode::Name,
+                  "\"" + name + "\" is the name of " + std::to_string(found.size()) + " things; name one of them by" + listed(found, kind.empty()));
 
   std::vector<const Thing*> similar;
   std::vector<const Thing*> all;
@@ -149,8 +151,8 @@ Thing find(WebServiceDiscovery& discovery, const std::string& name, const std::s
     if (local.find(wanted) != std::string::npos || wanted.find(local) != std::string::npos) similar.push_back(&thing);
   }
   const std::string text = what + " here is named \"" + name + "\"";
-  if (!similar.empty()) throw Failure(ExitCode::Name, text + "; similar:" + listed(similar));
-  throw Failure(ExitCode::Name, text + (all.empty() ? "; the description is empty" : "; there are:" + listed(all)));
+  if (!similar.empty()) throw Failure(ExitCode::Name, text + "; similar:" + listed(similar, kind.empty()));
+  throw Failure(ExitCode::Name, text + (all.empty() ? "; the description is empty" : "; there are:" + listed(all, kind.empty())));
 }
 
 }  // namespace qvwscli
