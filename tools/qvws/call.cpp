@@ -8,7 +8,6 @@
 #include "progress.h"
 #include "text.h"
 
-
 #include <algorithm>
 #include <cctype>
 #include <memory>
@@ -57,7 +56,18 @@ WebServiceParmValue* bindValue(Client& client, BindOperation operation, const st
   return value.release();
 }
 
-std::vector<Output> outputsOf(const Target& target, const CallArguments& arguments) {
+/// The QName text of a name that may be written with a prefix.
+std::string resolved(const std::string& name, const Namespaces& namespaces) {
+  const std::size_t colon = name.find(':');
+  if (name[0] == '{' || colon == std::string::npos) return name;
+  const std::string prefix = name.substr(0, colon);
+  for (const auto& [bound, uri] : namespaces) {
+    if (bound == prefix) return "{" + std::string(uri) + "}" + name.substr(colon + 1);
+  }
+  throw Failure(ExitCode::Usage, "--output " + name + ": the prefix is not bound; bind it with --namespace " + prefix + "=URI");
+}
+
+std::vector<Output> outputsOf(const Target& target, const CallArguments& arguments, const Namespaces& namespaces) {
   std::vector<Output> outputs;
   if (!arguments.file.empty() || arguments.outputs.empty())
     outputs.push_back({soapName(target, arguments.raw ? "Envelope" : "Body"), arguments.file, nullptr});
@@ -65,7 +75,7 @@ std::vector<Output> outputsOf(const Target& target, const CallArguments& argumen
     // A namespace may have "=" in it.
     const std::size_t sign = output.find('=', output[0] == '{' ? output.find('}') : 0);
     if (sign == std::string::npos || sign == 0 || sign + 1 == output.size()) throw Failure(ExitCode::Usage, "--output wants QNAME=FILE");
-    outputs.push_back({output.substr(0, sign), output.substr(sign + 1), nullptr});
+    outputs.push_back({resolved(output.substr(0, sign), namespaces), output.substr(sign + 1), nullptr});
   }
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     for (std::size_t k = 0; k < i; ++k) {
@@ -217,7 +227,7 @@ ExitCode call(const CallArguments& given) {
   const Login who = login(arguments.login);
   const Target target = findTarget(arguments.request, arguments.wss.empty() ? who : Login(), arguments.operation, arguments.choice, Ports::Differ);
   const std::vector<Input> inputs = inputsOf(target, arguments.data, namespaces);
-  std::vector<Output> outputs = outputsOf(target, arguments);
+  std::vector<Output> outputs = outputsOf(target, arguments, namespaces);
   Client client;
   addHeaders(client, arguments.headers);
   addVariables(client, arguments.variables, arguments.address.empty() ? target.address.value_or("") : arguments.address);
