@@ -3,8 +3,8 @@
 """Calls of a service that is not ours, through the library as it is built: driver.cpp is the host, service.py the service, apache.py what lies between them."""
 import base64
 import contextlib
-import datetime
 import hashlib
+import http.client
 import http.server
 import json
 import os
@@ -17,9 +17,7 @@ import sys
 import tempfile
 import threading
 import unittest
-import urllib.error
 import urllib.parse
-import urllib.request
 import xml.etree.ElementTree as ElementTree
 from xml.sax.saxutils import escape
 
@@ -155,40 +153,25 @@ class Peers(ServiceCase):
     def tearDown(self):
         pass
 
-    def post(self, path, payload, header="", version="11"):
-        request = urllib.request.Request(self.service + path, enveloped(version, payload, header).encode(), {"Content-Type": f"{MEDIA[version]}; charset=utf-8"})
-        try:
-            with urllib.request.urlopen(request, timeout=20) as answer:
-                return answer.status, answer.read().decode()
-        except urllib.error.HTTPError as error:
-            with error:
-                return error.code, error.read().decode()
+    def post(self, path, envelope):
+        with contextlib.closing(http.client.HTTPConnection(self.service.removeprefix("http://"), timeout=20)) as connection:
+            connection.request("POST", path, envelope.encode(), {"Content-Type": "text/xml; charset=utf-8"})
+            return connection.getresponse().read().decode()
 
     def test_payloads_are_checked_against_the_schema(self):
-        for style, good, bad in (("bare", f'<Sleep xmlns="{NS}">0</Sleep>', f'<Sleep xmlns="{NS}">long</Sleep>'),
-                                 ("wrapped", f'<Sleep xmlns="{NS}"><value>0</value></Sleep>', f'<Sleep xmlns="{NS}"><valeu>0</valeu></Sleep>')):
-            self.assertEqual([self.post(f"/11/{style}", payload)[0] for payload in (good, bad)], [200, 500], style)
+        for style, good, bad in (("bare", "0", "long"), ("wrapped", "<value>0</value>", "<valeu>0</valeu>")):
+            answers = [self.post(f"/11/{style}", enveloped("11", f'<Sleep xmlns="{NS}">{payload}</Sleep>')) for payload in (good, bad)]
+            self.assertEqual(["SleepRes" in answer for answer in answers], [True, False], answers)
 
     def test_security_headers_are_checked(self):
-        from zeep import ns
-        from zeep.wsse import utils
-        from zeep.wsse.username import UsernameToken
-        from lxml import etree
-
-        def header(password=PASSWORD, digest=False, age=0, user=USER):
-            created = datetime.datetime.utcnow() - datetime.timedelta(seconds=age)
-            stamp = utils.WSU.Timestamp(*(name(f"{moment.isoformat(timespec='seconds')}Z") for name, moment in
-                                          ((utils.WSU.Created, created), (utils.WSU.Expires, created + datetime.timedelta(minutes=5)))))
-            envelope = etree.fromstring(enveloped("11", ""))
-            UsernameToken(user, password, use_digest=digest, created=created, timestamp_token=stamp, zulu_timestamp=True).apply(envelope, {})
-            return etree.tostring(envelope.find(f".//{{{ns.WSSE}}}Security")).decode()
-        echo = f'<Echo xmlns="{NS}">x</Echo>'
-        for kind in ("Text", "Digest"):
-            digest = kind == "Digest"
-            once = header(digest=digest)
-            for status, one in ((200, once), (500 if digest else 200, once), (500, header("wrong", digest)), (500, header(digest=not digest)), (500, header(digest=digest, age=3600)),
-                                (500, header(digest=digest, user="eve")), (500, "")):
-                self.assertEqual(self.post(f"/11/bare/{kind}", echo, one)[0], status, one)
+        for kind, other, digest in (("Text", "Digest", "false"), ("Digest", "Text", "true")):
+            options = {"WSCP_WS-SECURITY_USER": USER, "WSCP_WS-SECURITY_PASS": PASSWORD, "WSCP_WS-SECURITY_DIGEST": digest}
+            self.succeed(f"{self.service}/11/bare/{kind}", request("Echo", "x"), options=options)
+            sent = self.last()[1]
+            for word, way, again in (("a nonce that was used" if kind == "Digest" else "EchoRes", kind, sent), ("a password of type", other, sent),
+                                     ("not fresh", kind, re.sub(r"Created>\d{4}", "Created>2020", sent)), ("no such user", kind, sent.replace(f">{USER}<", ">eve<")),
+                                     ("0 security headers", kind, re.sub("(?s)<wsse:Security.*</wsse:Security>", "", sent))):
+                self.assertIn(word, self.post(f"/11/bare/{way}", again))
 
 
 class Versions(ServiceCase):
@@ -274,11 +257,12 @@ class Versions(ServiceCase):
                 self.assertEqual((one["outputs"][name("EchoResponse")], one["responseValues"]["HTTP_STATUS"]), (None, [status]))
 
     def test_request_and_response_values(self):
-        call = request("Echo", "x", requestValues={"HTTP_HEADER/X-Tenant": ["7"], "version": ["11"], "style": ["bare"], "list": ["a b", "c&d", "ü"]})
+        call = request("Echo", "x", requestValues={"HTTP_HEADER/X-Tenant": ["7", "8"], "HTTP_HEADER/User-Agent": ["host"], "version": ["11"], "style": ["bare"], "list": ["a b", "c&d", "ü"]})
         report = self.succeed(self.service + "/{version}/{style}{?list*,lang}", call, uri=self.service + "/{version}/{+style:3}{?list*,lang,version}")
         self.assertEqual(report["uri"], ["version", "style", "list", "lang"])
         about, _ = self.last()
-        self.assertEqual((about["path"], about["query"], about["headers"]["x-tenant"]), ("/11/bare", "list=a%20b&list=c%26d&list=%C3%BC", "7"))
+        self.assertEqual((about["path"], about["query"], about["headers"]["x-tenant"], about["headers"]["user-agent"]),
+                         ("/11/bare", "list=a%20b&list=c%26d&list=%C3%BC", "7,8", "host"))
         values = report["calls"][0]["responseValues"]
         self.assertEqual({key: values.get(key) for key in ("HTTP_STATUS", "HTTP_REASON", "HTTP_VERSION", "HTTP_HEADER/X-Trace", "HTTP_HEADER/Content-Type")},
                          {"HTTP_STATUS": ["200"], "HTTP_REASON": ["OK"], "HTTP_VERSION": ["HTTP/1.0"], "HTTP_HEADER/X-Trace": ["one", "two"],
@@ -314,6 +298,8 @@ class Security(ServiceCase):
                     # The service refuses a nonce that it has seen.
                     self.succeed(address, request("Echo", "x", repeat=3), options=options)
                     header, = ElementTree.fromstring(self.last()[1])[0]
+                    if kind == "Digest":
+                        self.assertNotIn(escape(PASSWORD), self.last()[1])
                     self.assertIn(header.get(f"{{{soap}}}mustUnderstand"), soap_true[version] if must else {None, "0", "false"})
                     one = self.fail_with(401, ["FailedAuthentication"], address, request("Echo", "x"), options=options | {"WSCP_WS-SECURITY_PASS": "n0t the one"})
                     self.assertNotIn("n0t", one["err"])
@@ -487,10 +473,10 @@ class Proxies(Apached):
 
 
 class Plain:
-    """A server of HTTP/1.1 that answers by path and remembers what it saw: `answers` has path -> a function of the handler."""
+    """A server of HTTP/1.1 that answers by path and remembers what it saw: `answers` has path -> a function of the handler; `before_body` is called before a large body."""
 
     def __init__(self, test, answers):
-        self.seen, self.connections = [], 0
+        self.seen, self.connections, self.before_body = [], 0, lambda: None
         outer = self
 
         class Handler(http.server.BaseHTTPRequestHandler):
@@ -499,6 +485,10 @@ class Plain:
             def setup(self):
                 outer.connections += 1
                 super().setup()
+
+            def handle_expect_100(self):
+                outer.before_body()
+                return super().handle_expect_100()
 
             def do_POST(self):
                 body = self.rfile.read(int(self.headers["Content-Length"]))
@@ -537,22 +527,75 @@ def chunks(handler):
 
 class Connections(Case):
     def test_kept_between_calls(self):
+        head = b"HTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\nHTTP/1.1 299 Fine  indeed \r\nX-A: 1\r\nx-b:\r\nX-A:  2 \r\n folded\r\nContent-Length: 0\r\n\r\n"
         server = Plain(self, {"/": reply(), "/fault": reply(500, enveloped("11", "<e:Fault><faultcode>e:Server</faultcode><faultstring>no</faultstring></e:Fault>")),
-                              "/empty": reply(202, ""), "/chunks": chunks, "/bye": reply(**{"Connection": "close"})})
-        for path, ok, connections in (("/", True, 1), ("/fault", False, 1), ("/empty", True, 1), ("/chunks", True, 1), ("/bye", True, 8)):
+                              "/empty": reply(202, ""), "/chunks": chunks, "/bye": reply(**{"Connection": "close"}), "/head": lambda handler: handler.wfile.write(head)})
+        first = request("Echo", "x", repeat=4, requestValues={"HTTP_HEADER/X-Empty": [""]})
+        for path, ok, connections in (("/", True, 1), ("/fault", False, 1), ("/empty", True, 1), ("/chunks", True, 1), ("/bye", True, 8), ("/head", True, 1)):
             with self.subTest(path):
                 server.connections = 0
-                calls = self.drive(server.url + path, request("Echo", "x", repeat=4), {"reset": True}, request("Echo", "y", repeat=3))["calls"]
+                calls = self.drive(server.url + path, first, {"reset": True}, request("Echo", "y", repeat=3))["calls"]
                 self.assertEqual(([one["ok"] for one in calls], server.connections), ([ok] * 8, connections))
-        self.assertEqual({key for _, headers, _ in server.seen for key in headers} & {"Expect", "Transfer-Encoding"}, set())
+        self.assertEqual(calls[0]["responseValues"], {"HTTP_STATUS": ["299"], "HTTP_REASON": ["Fine  indeed"], "HTTP_VERSION": ["HTTP/1.1"], "HTTP_HEADER/X-A": ["1", "2 folded"],
+                                                      "HTTP_HEADER/x-b": [""], "HTTP_HEADER/Content-Length": ["0"]})
+        self.assertEqual({key for _, headers, _ in server.seen for key in headers} & {"Expect", "Transfer-Encoding", "Link"}, set())
+        self.assertEqual(server.seen[0][1]["X-Empty"], "")
+
+    def from_file(self, path, value, **more):
+        path.write_bytes(b"<t:Echo>" + value + b"</t:Echo>")
+        return {"inputs": [{"name": name("Echo"), "file": str(path)}]} | more
+
+    def test_sent_at_most_once(self):
+        def answer(handler):
+            if len(server.seen) == 1:
+                reply()(handler)
+            else:
+                handler.close_connection = True
+        for call in (request("Echo", "x"), self.from_file(self.folder / "in", b"x")):
+            server = Plain(self, {"/": answer})
+            calls = self.drive(server.url + "/", call, {})["calls"]
+            self.assertEqual(([one["ok"] for one in calls], len(server.seen)), ([True, False], 2))
+            self.assertRegex(calls[1]["err"], "with code 210: .*not sent again")
+
+    def test_a_service_that_wants_no_authentication(self):
+        """Ways to authenticate that begin with a question are no reason to fail."""
+        server = Plain(self, {"/": lambda handler: reply()(handler) if server.seen[-1][2] else reply(500, "nothing to read", "text/plain")(handler)})
+        self.succeed(server.url + "/", request("Echo", "x"), self.from_file(self.folder / "in", b"x"), options={"WSCP_USER": "u", "WSCP_PASS": "s3cret", "WSCP_AUTH": "digest"})
+        self.assertEqual([len(body) > 0 for _, _, body in server.seen], [False, True] * 2)
+
+    def test_redirects(self):
+        other = Plain(self, {"/x": reply()})
+        moved = {f"/{status}{away}": reply(status, "moved", Location=other.url + "/x" if away else "/here") for status in (302, 307, 308) for away in ("", "away")}
+        server = Plain(self, moved | {"/here": reply()})
+        (self.folder / "qvws.toml").write_text('[headers]\nX-Static = "s"\n')
+        options = {"WSCP_USER": "u", "WSCP_PASS": "s3cret", "WSCP_AUTH": "basic", "WSCP_CONFIG": str(self.folder / "qvws.toml"), "WSCP_ACTION": "urn:a"}
+        secret = {"WSCP_WS-SECURITY_USER": "u", "WSCP_WS-SECURITY_PASS": "hidden"}
+        call = request("Echo", "x", requestValues={"HTTP_HEADER/X-Key": ["k"]})
+        for path, allowed, more, refused in (("/307", 0, {}, "WSCP_REDIRECTS"), ("/307", 1, secret, None), ("/308", 5, {}, None), ("/302", 5, {}, "another request"), ("/307away", 1, {}, None),
+                                             ("/307away", 1, secret, "password")):
+            with self.subTest(path, allowed=allowed):
+                more = options | more | {"WSCP_REDIRECTS": str(allowed)}
+                self.fail_with(209, [refused], server.url + path, call, options=more) if refused else self.answer(server.url + path, call, options=more)
+        self.assertEqual({headers.get("Authorization", "")[:6] for _, headers, _ in server.seen}, {"Basic "})
+        (_, headers, _), = other.seen
+        self.assertEqual(({"Authorization", "X-Static", "X-Key"} & set(headers), headers["Content-Type"], headers["SOAPAction"]), (set(), "text/xml; charset=utf-8", '"urn:a"'))
+
+    def test_files_that_fail_on_the_way(self):
+        source = self.folder / "in"
+        server = Plain(self, {"/": reply(body=enveloped("11", f'<EchoResponse xmlns="{NS}">{"x" * 200000}</EchoResponse>'))})
+        call = self.from_file(source, b"x" * (3 << 20), outputs=[{"name": name("EchoResponse"), "file": "/dev/full"}])
+        self.fail_with(212, ["/dev/full"], server.url + "/", call)
+        self.assertIn("Expect", server.seen[0][1])
+        server.before_body = lambda: source.write_bytes(b"changed")
+        self.fail_with(201, ["changed"], server.url + "/", call)
 
     def test_dropped_when_cancelled(self):
         release = threading.Event()
         self.addCleanup(release.set)
         turns = iter(range(100))
         server = Plain(self, {"/": lambda handler: release.wait(20) if next(turns) == 1 else reply()(handler)})
-        calls = self.drive(server.url + "/", request("Echo", "x"), {"cancelAfterMs": [50], "pollMs": 5}, {})["calls"]
-        self.assertEqual(([one["ok"] for one in calls], server.connections), ([True, False, True], 2))
+        calls = self.drive(server.url + "/", request("Echo", "x"), {"cancelAfterMs": [50, 0], "pollMs": 5}, {})["calls"]
+        self.assertEqual(([one["ok"] for one in calls], server.connections, len(server.seen)), ([True, False, False, True], 2, 3))
 
     def test_an_idle_connection_that_was_closed_is_replaced(self):
         def close(handler):

@@ -362,6 +362,16 @@ TEST(RequestEnvelope, putsTheTokenFirst) {
   EXPECT_NE(refusal(clash, ErrorCode::BadRequest).find("'soap' another meaning"), std::string::npos);
 }
 
+TEST(RequestEnvelope, refusesATokenThatXmlCannotHoldWithoutShowingIt) {
+  for (std::string UsernameToken::*const member : {&UsernameToken::user, &UsernameToken::domain, &UsernameToken::password}) {
+    UsernameToken token;
+    token.*member = "hush\x01";
+    const std::string said = refusal({{}, {}, std::nullopt, &token}, ErrorCode::BadRequest);
+    EXPECT_NE(said.find("U+0001 at position 5"), std::string::npos) << said;
+    EXPECT_EQ(said.find("hush"), std::string::npos) << said;
+  }
+}
+
 TEST(RequestEnvelope, noticesFilesThatChangeAndCallersThatStop) {
   const std::string content = "<e>" + std::string(200000, 'x') + "</e>";
   for (const bool isXml : {true, false}) {
