@@ -95,8 +95,7 @@ QvbString WebServiceClientImpl::answerOption(OptionRecord& record, const char* k
   }
   if (strcmp(key, names::kAskHasGetVersion) == 0) return names::kProxyInterface;
   QvbString answer;
-  WebServiceClient& self = *this;
-  if (!self.GetOption(key, answer)) configured(key, answer);
+  if (!GetOption(key, answer)) configured(key, answer);
   return answer;
 }
 

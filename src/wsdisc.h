@@ -74,8 +74,6 @@ class WebServiceDiscoveryImpl final : public WebServiceDiscovery {
   bool readOwnProperties(QvwlpRowSet* rows, QvbString& err);
   void logReport();
   bool readObjects(QvwlpRowSet* rows, QvbString& err);
-  template <class Object>
-  bool addObject(ObjectMap<Object>& objects, const QName& name, const char* kind, QvbString& err);
   bool discoverBindings(QvbString& err);
   void tellProxyOfRelease();
 
