@@ -47,7 +47,23 @@ QvwlpRowSet* newRowSet(QvjniProxy* proxy, std::string columns, scripted::Rows ro
 bool fails(const char* function) {
   if (!script().failOnly.empty() && script().failOnly != function) return false;
   const int32_t call = ++script().platformCalls;
-  return call == script().failAt || (script().failOn && script().failAt > 0 && call > script().failAt);
+  const bool now = call == script().failAt || (script().failOn && script().failAt > 0 && call > script().failAt);
+  if (now && script().failed.empty()) script().failed = function;
+  return now;
+}
+
+/// A message as "1725(Reset, 12, said)", so that tests see the arguments and not the catalogue's words. What stands for an argument: s or i.
+std::string render(const char* file, int32_t line, int32_t id, va_list arguments) {
+  static const std::map<int32_t, const char*> kSignatures = {{29, "s"},    {247, ""},    {444, ""},      {768, "i"},   {1420, ""},   {1442, "sss"},
+                                                             {1590, "s"},  {1603, "s"},  {1725, "sis"},  {1726, "si"}, {1774, "ss"}, {1776, "ss"},
+                                                             {1777, "ss"}, {1778, "ss"}, {1779, "ssss"}, {1801, "ss"}, {1837, "s"}};
+  if (file == nullptr || *file == 0 || line < 1) return "NO POSITION";
+  std::string text = std::to_string(id) + "(";
+  for (const char* argument = kSignatures.at(id); *argument != 0; ++argument) {
+    if (text.back() != '(') text += ", ";
+    text += *argument == 's' ? std::string(va_arg(arguments, const char*)) : std::to_string(va_arg(arguments, int32_t));
+  }
+  return text + ")";
 }
 
 std::string typesOf(const char* types) {
@@ -87,10 +103,10 @@ class Logger final : public QvlogLogger {
   }
   bool isEnabled(int32_t level) override { return level >= script().logLevel; }
   void flush() override {}
-  void logMessage(int32_t level, const char* /*file*/, int32_t /*line*/, int32_t id, ...) override {
+  void logMessage(int32_t level, const char* file, int32_t line, int32_t id, ...) override {
     va_list arguments;
     va_start(arguments, id);
-    add(level, std::to_string(id) + va_arg(arguments, const char*));
+    add(level, render(file, line, id, arguments));
     va_end(arguments);
   }
 
@@ -123,17 +139,49 @@ Script& script() {
 void reset() {
   script() = Script();
 }
+void answerTree() {
+  const auto answer = [](const char* question, std::vector<std::optional<Rows>> rows) {
+    script().answers[question] = {{.rows = std::move(rows), .handle = 42}};
+  };
+  answer("Discover", {Rows{{"Version", "1.1"}}, objects({{"Service", "S"}, {"Binding", "B"}, {"Interface", "I"}})});
+  answer("DiscoverInterface I",
+         {Rows{{"Documentation", "idoc"}}, Rows{{"Operation", "x", "b"}, {null, "Documentation", "bdoc"}, {"Operation", "x", "a"}}});
+  answer("DiscoverBinding B",
+         {Rows{{"Documentation", "doc"}, {"Interface.Name", "I"}, {"Interface.Namespace", "x"}, {"Style", "document"}},
+          Rows{{"Operation", "x", "a"}, {null, "Documentation", "adoc"}, {null, "WSCP_ACTION", "act"}, {null, "WSCP_ADDRESS", "http://h"}}});
+  answer(
+      "DiscoverService S",
+      {Rows{{"Documentation", "sdoc"}, {"Interface.Name", "I"}, {"Interface.Namespace", "x"}},
+       Rows{{"Endpoint", "q"}, {"Endpoint", "p"}, {null, "Documentation", "edoc"}, {null, "Binding.Name", "B"}, {null, "Binding.Namespace", "x"}}});
+  answer("DiscoverParameters",
+         {Rows{{"Input", "x", "in"}, {null, "Schema", "xsd"}, {"Fault", "x", "f"}, {null, "Schema", "-"}, {"Output", "x", "out"}}});
+}
+Rows objects(const std::vector<std::pair<Text, std::string>>& list) {
+  Rows rows;
+  for (const auto& [kind, name] : list) {
+    rows.push_back({kind, "QName.namespace", "x"});
+    rows.push_back({null, "QName.name", name});
+  }
+  return rows;
+}
 std::string str(const QvbString& text) {
   return text.isNull() ? "(null)" : std::string(text.asCstr(), static_cast<size_t>(text.length()));
 }
 int32_t id(const QvbString& text) {
   if (text.isNull()) return 0;
   int32_t number = -1;
-  return sscanf(text.asCstr(), "QVWS-%d:", &number) == 1 ? number : -1;
+  return sscanf(text.asCstr(), "%d(", &number) == 1 ? number : -1;
 }
-std::string Script::logged() const {
+void Script::fail(const char* function, int32_t k) {
+  failOnly = function != nullptr ? function : "";
+  failAt = k;
+  platformCalls = 0;
+  failed.clear();
+}
+std::string Script::logged() {
   std::string all;
   for (const std::string& line : log) all += line + "\n";
+  log.clear();
   return all;
 }
 std::vector<std::string> Script::calls() const {
@@ -171,7 +219,10 @@ extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* callba
   script().trace.push_back(line + ")" + typesOf(responseTypes));
   if (proxy == nullptr || strcmp(interfaceName, "WebServiceClient") != 0 || (count == 0) != (parameters == nullptr)) return qvwlpBadArgument;
   if (script().onCall) script().onCall(method, callback);
-  if (fails("call")) return qvwlpNoMemory;
+  if (fails("call")) {
+    if (script().failed == "call") script().failed += std::string(" ") + method;
+    return qvwlpNoMemory;
+  }
   auto answers = script().answers.find(count > 2 ? std::string(method) + " " + print(parameters[2]) : method);
   if (answers == script().answers.end()) answers = script().answers.find(method);
   scripted::Reply reply;
@@ -284,13 +335,14 @@ extern "C" int32_t qvwlpError_text(QvwlpResponse* response, const char** text, i
 
 // What the linker puts before the real base library, logger and allocator.
 extern "C" {
-QvlogLogger* __wrap_qvlogGetLogger(const char* /*name*/) {
+QvlogLogger* __wrap_qvlogGetLogger(const char* name) {
   static Logger logger;
+  if (strcmp(name, "QV.WebService.Client") != 0) abort();
   return &logger;
 }
-const QvbConfigOptions* __wrap_qvbGetConfigOptions(const QvbString& /*name*/) {
+const QvbConfigOptions* __wrap_qvbGetConfigOptions(const QvbString& name) {
   static const Config config;
-  return &config;
+  return name.length() == 0 && script().hasConfig ? &config : nullptr;
 }
 QvbSubject* __wrap_qvbSubjectAccess() {
   if (!script().hasSubject) return nullptr;
@@ -308,8 +360,8 @@ bool __wrap_qvbSubjectCredentials(const QvbString& domain, QvbString& user, QvbS
   return true;
 }
 bool __wrap_qvbSubjectDecodePW(const QvbString& password, QvbString& decoded, QvbString* err) {
-  if (scripted::str(password) == "bad") {
-    *err = "QVWS-2101: not decodable";
+  if (scripted::str(password) == "bad" || fails("decode")) {
+    *err = "2101()";
     return false;
   }
   if (!password.isNull()) decoded = QvbString(password).append("-decoded");
@@ -318,6 +370,14 @@ bool __wrap_qvbSubjectDecodePW(const QvbString& password, QvbString& decoded, Qv
 QvbString __wrap__Z16qvbDecryptStringRK9QvbString(const QvbString& text) {
   return QvbString(text).append("-decrypted");
 }
+QvbString __wrap__Z15qvb_get_messagePKciS0_iz(const char* file, int32_t line, const char* component, int32_t id, ...) {
+  if (strcmp(component, "Web Service Client") != 0) return "OTHER COMPONENT";
+  va_list arguments;
+  va_start(arguments, id);
+  const std::string text = render(file, line, id, arguments);
+  va_end(arguments);
+  return text.c_str();
+}
 void* __real_realloc(void* block, size_t size);
 void* __wrap_realloc(void* block, size_t size) {
   return script().failRealloc ? nullptr : __real_realloc(block, size);
@@ -325,7 +385,6 @@ void* __wrap_realloc(void* block, size_t size) {
 // The non-throwing operator new, under a name that no memory checker puts its own in place of.
 void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
 void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
-  if (script().failNew > 0 && --script().failNew == 0) return nullptr;
-  return __real__ZnwmRKSt9nothrow_t(size, tag);
+  return fails("new") ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 }

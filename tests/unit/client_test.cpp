@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "scripted_proxy.h"
+#include "wsclient.h"
 #include "wsuri.h"
 
 #include <qvws/qvws.h>
@@ -105,7 +106,7 @@ TEST_F(Client, BoundValuesAreReleased) {
   EXPECT_TRUE(client_->SetInputParmValue("null", nullptr, err_));
   // Without memory the new value stays the host's.
   WebServiceParmValue* kept = qvwsCreateWebServiceParmValue(WSPStyle::File, &err_);
-  script().failNew = 1;
+  script().fail("new", 1);
   EXPECT_FALSE(client_->SetInputParmValue("x", kept, err_));
   EXPECT_EQ(id(err_), 444);
   EXPECT_EQ(kept->getDirection(), 0);
@@ -116,13 +117,50 @@ TEST_F(Client, FactoriesReport) {
   QvbString err("old");
   EXPECT_EQ(qvwsCreateWebServiceParmValue(static_cast<WSPStyle>(2), &err), nullptr);
   EXPECT_EQ(str(err), "old");
-  script().failNew = 1;
+  script().fail("new", 1);
   EXPECT_EQ(qvwsCreateWebServiceParmValue(WSPStyle::File, &err), nullptr);
   EXPECT_EQ(id(err), 444);
   err.setNull();
-  script().failNew = 1;
+  script().fail("new", 1);
   EXPECT_EQ(qvwsCreateWebServiceClient(&err), nullptr);
   EXPECT_EQ(id(err), 444);
+}
+
+TEST_F(Client, HeirsAreAsked) {
+  struct Heir final : WebServiceClientImpl {
+    bool GetOption(const QvbString& name, QvbString& value) override {
+      value = QvbString(name).append("!");
+      return true;
+    }
+    bool GetResponseValueAt(const QvbString& name, int32_t index, QvbString& value) override {
+      value = QvbString(name).append(index == 7 ? "7" : "?");
+      return true;
+    }
+  };
+  auto* heir = new Heir;
+  std::string answered;
+  script().onCreate = [&](QvjniOptionCallback* option, QvjniLogCallback*) {
+    const char* text = "";
+    int32_t length = 0;
+    EXPECT_EQ(option->answer(option, "KEY", nullptr, &text, &length), 0);
+    answered = text;
+    return 0;
+  };
+  script().answers["Invoke"] = {{.rows = {scripted::null, scripted::Rows{{"n", "1"}}}}};
+  EXPECT_TRUE(heir->Invoke(nullptr, err_));
+  EXPECT_EQ(answered, "KEY!");
+  EXPECT_TRUE(heir->GetResponseValueByIndex(0, 7, nullptr, value_));
+  EXPECT_EQ(str(value_), "n7");
+  heir->Release();
+
+  struct Wide final : WSUriVariables {
+    int32_t getColumnCount() override { return 2; }
+  };
+  auto* cursor = new Wide;
+  for (const char* text : {"a", "b", "c", "d"}) cursor->append(text);
+  EXPECT_TRUE(cursor->next() && cursor->next());
+  EXPECT_EQ(str(cursor->getString(0)) + str(cursor->getString(1)), "cd");
+  cursor->release();
 }
 
 TEST_F(Client, VariablesOfAUri) {
