@@ -234,7 +234,7 @@ extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* callba
   *response = *responses.insert(new QvwlpResponse{proxy, method, reply, {}}).first;
   ++script().live;
   size_t set = 0;
-  for (; *responseTypes != 0; ++responseTypes) {
+  for (; *responseTypes != 0 && (*response)->parameters.size() < reply.parameters; ++responseTypes) {
     QvwlpValue value{};
     value.type = *responseTypes;
     if (*responseTypes == qvwlpInteger) {
@@ -367,17 +367,6 @@ bool __wrap_qvbSubjectDecodePW(const QvbString& password, QvbString& decoded, Qv
   if (!password.isNull()) decoded = QvbString(password).append("-decoded");
   return true;
 }
-QvbString __wrap__Z16qvbDecryptStringRK9QvbString(const QvbString& text) {
-  return QvbString(text).append("-decrypted");
-}
-QvbString __wrap__Z15qvb_get_messagePKciS0_iz(const char* file, int32_t line, const char* component, int32_t id, ...) {
-  if (strcmp(component, "Web Service Client") != 0) return "OTHER COMPONENT";
-  va_list arguments;
-  va_start(arguments, id);
-  const std::string text = render(file, line, id, arguments);
-  va_end(arguments);
-  return text.c_str();
-}
 void* __real_realloc(void* block, size_t size);
 void* __wrap_realloc(void* block, size_t size) {
   return script().failRealloc ? nullptr : __real_realloc(block, size);
@@ -387,4 +376,19 @@ void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
 void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
   return fails("new") ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
+}
+
+// Those that return a class are C++ functions under the linker's name.
+QvbString wrapDecrypt(const QvbString& text) __asm__("__wrap__Z16qvbDecryptStringRK9QvbString");
+QvbString wrapDecrypt(const QvbString& text) {
+  return QvbString(text).append("-decrypted");
+}
+QvbString wrapMessage(const char* file, int32_t line, const char* component, int32_t id, ...) __asm__("__wrap__Z15qvb_get_messagePKciS0_iz");
+QvbString wrapMessage(const char* file, int32_t line, const char* component, int32_t id, ...) {
+  if (strcmp(component, "Web Service Client") != 0) return "OTHER COMPONENT";
+  va_list arguments;
+  va_start(arguments, id);
+  const std::string text = render(file, line, id, arguments);
+  va_end(arguments);
+  return text.c_str();
 }

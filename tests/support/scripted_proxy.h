@@ -28,6 +28,7 @@ using Rows = std::vector<std::vector<Text>>;
 struct Reply {
   int32_t status = 0;
   std::vector<std::optional<Rows>> rows{};  // the row sets answered; one too few is an absent one
+  size_t parameters = 9;                    // no more than these are answered
   int64_t handle = 0;                       // of an answer that begins with an integer
   int32_t code = 0;                         // of a failure
   std::string text{};

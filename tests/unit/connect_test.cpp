@@ -120,6 +120,13 @@ TEST_F(Connect, RowsOfOptions) {
     EXPECT_EQ(optionRows(), test.rows);
   }
   EXPECT_NE(script().logged().find("4 The request time-out 'soon'"), std::string::npos);
+  renew();
+  script().hasConfig = false;
+  EXPECT_TRUE(discover());
+  EXPECT_EQ(optionRows(), "") << "a product without a configuration";
+  WebServiceParmValue* value = qvwsCreateWebServiceParmValue(WSPStyle::File, &err_);
+  EXPECT_EQ(static_cast<int32_t>(value->getStyle()), 0);
+  value->release();
 }
 
 // A domain and a user that are absent, null, empty or there, with and without a subject that knows domain "lab": each tried with the keys of all
