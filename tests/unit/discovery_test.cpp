@@ -224,7 +224,7 @@ TEST_F(Discovery, ListsOfObjects) {
     EXPECT_EQ(failure(), "1776(" + std::string(kind) + ", {x}N)");
   }
   // Without a handle there is nothing to release. An answer that is too short reads as one that says nothing.
-  for (const size_t parameters : {9, 1, 0}) {
+  for (const size_t parameters : {9U, 1U, 0U}) {
     script().answers["Discover"] = {{.parameters = parameters}};
     ASSERT_TRUE(discover());
     EXPECT_EQ(DiscoveryTestAccess::properties(discovery_), "a.wsdl (null) (null) (null) (null)");
