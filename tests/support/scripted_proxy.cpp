@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <new>
@@ -391,4 +392,16 @@ QvbString wrapMessage(const char* file, int32_t line, const char* component, int
   const std::string text = render(file, line, id, arguments);
   va_end(arguments);
   return text.c_str();
+}
+
+// A base library whose two orders differ: with the flag set, upper and lower case are alike.
+int32_t realCompare(const QvbString* self, const QvbString& other, bool collation) noexcept __asm__("__real__ZNK9QvbString7compareERKS_b");
+int32_t wrapCompare(const QvbString* self, const QvbString& other, bool collation) noexcept __asm__("__wrap__ZNK9QvbString7compareERKS_b");
+int32_t wrapCompare(const QvbString* self, const QvbString& other, bool collation) noexcept {
+  if (!collation || self->isNull() || other.isNull()) return realCompare(self, other, collation);
+  return strcasecmp(self->asCstr(), other.asCstr());
+}
+int32_t wrapCompareText(const QvbString* self, const char* other, bool collation) noexcept __asm__("__wrap__ZNK9QvbString7compareEPKcb");
+int32_t wrapCompareText(const QvbString* self, const char* other, bool collation) noexcept {
+  return wrapCompare(self, other, collation);
 }

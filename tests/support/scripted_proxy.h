@@ -17,8 +17,9 @@ struct QvjniOptionCallback;
 struct QvjniLogCallback;
 struct QvjniInvokeCallback;
 
-/// Stands in for the proxy library, the wire library, the configuration, the security subject and the logger. What the library does is written down
-/// in `trace`, in a short notation; what it is answered comes from `answers`.
+/// Stands in for the proxy library, the wire library, the configuration, the security subject, the logger, and the comparison and messages of the
+/// base library: under its flag texts compare without regard to case. What the library does is written down in `trace`, in a short notation; what it
+/// is answered comes from `answers`.
 namespace scripted {
 
 using Text = std::optional<std::string>;

@@ -54,6 +54,36 @@ TEST_F(Client, RequestValues) {
   EXPECT_TRUE(value_.isNull());
 }
 
+// Which of the base library's two comparisons each map and each test of a name has.
+TEST_F(Client, ComparisonsOfNames) {
+  EXPECT_TRUE(client_->AddNamespace("p", "urn:A", err_));
+  EXPECT_TRUE(client_->AddNamespace("P", "urn:a", err_)) << "the URIs are alike, too";
+  EXPECT_FALSE(client_->AddNamespace("P", "urn:b", err_));
+  EXPECT_EQ(str(err_), "1442(P, urn:a, urn:b)");
+  client_->AddRequestValue("n", "x", err_);
+  client_->AddRequestValue("N", "y", err_);
+  EXPECT_EQ(client_->GetRequestValueCount(), 2);
+  EXPECT_FALSE(client_->SetOption("wscp_Proxy_Port", "x", err_)) << "typed, whatever its case";
+  EXPECT_EQ(str(err_), "1778(x, integer)");
+  EXPECT_TRUE(client_->SetOption("wscp_user", "me", err_));
+  EXPECT_TRUE(client_->SetOption("wscp_pass", "secret", err_));
+  EXPECT_FALSE(client_->GetOption("WSCP_USER", value_));
+  for (const char* name : {"v", "V"}) {
+    WebServiceParmValue* value = qvwsCreateWebServiceParmValue(WSPStyle::String, &err_);
+    EXPECT_TRUE(value->setProperty("WSPS.String.Value", "s", err_));
+    EXPECT_TRUE(client_->SetInputParmValue(name, value, err_));
+    EXPECT_TRUE(client_->SetOutputParmValue(name, qvwsCreateWebServiceParmValue(WSPStyle::File, &err_), err_));
+  }
+  script().answers["Invoke"] = {{.rows = {scripted::null, scripted::Rows{{"r", "1"}, {"R", "2"}}}}};
+  script().trace.clear();
+  EXPECT_TRUE(client_->Invoke(nullptr, err_));
+  EXPECT_EQ(client_->GetResponseValueCount(), 2);
+  EXPECT_EQ(script().trace[2], "SetOptions([11,11: wscp_pass|secret; wscp_user|me;])") << "nor is a password that is not named so decrypted";
+  EXPECT_EQ(
+      script().trace[3],
+      "SetParameters([11,11,11,11,2: -|V|direction|Input|-; -|-|type|String|true; -|-|Value|s|true; -|V|direction|Output|-; -|-|type|File|true;])");
+}
+
 TEST_F(Client, TypedOptions) {
   const struct {
     const char* name;

@@ -199,11 +199,11 @@ TEST_F(Connect, CredentialsOfEachDomain) {
 
 TEST_F(Connect, AnswersTheProxysQuestions) {
   script().config["SECTION/KEY"] = "configured";
-  set({{"OWN", "mine"}, {"EMPTY", ""}, {"LONG", std::string(5000, 'x').c_str()}});
+  set({{"OWN", "mine"}, {"EMPTY", ""}, {"LONG", std::string(5000, 'x').c_str()}, {"ONE MORE", std::string(5001, 'y').c_str()}});
   std::vector<std::string> answers;
   script().onCreate = [&](QvjniOptionCallback* option, QvjniLogCallback* /*log*/) {
     for (const char* key : {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTOR", "JAVA_PROXY/DIRECTORYX",
-                            "JAVA_PROXY/HAS_GETVERSION", "OWN", "LONG", "SECTION/KEY", "EMPTY", "UNKNOWN"}) {
+                            "JAVA_PROXY/HAS_GETVERSION", "OWN", "LONG", "SECTION/KEY", "ONE MORE", "OWN", "EMPTY", "UNKNOWN"}) {
       const char* text = nullptr;
       int32_t length = -1;
       const int32_t result = option->answer(option, key, nullptr, &text, &length);
@@ -222,7 +222,8 @@ TEST_F(Connect, AnswersTheProxysQuestions) {
     return 0;
   };
   EXPECT_TRUE(discover());
-  EXPECT_EQ(answers, (std::vector<std::string>{"ws", "1", "1", "1", "WebServiceClient", "mine", std::string(5000, 'x'), "configured", "1", "1"}));
+  EXPECT_EQ(answers, (std::vector<std::string>{"ws", "1", "1", "1", "WebServiceClient", "mine", std::string(5000, 'x'), "configured",
+                                               std::string(5001, 'y'), "mine", "1", "1"}));
   EXPECT_EQ(script().logged(), "5 29((Callback option))\n");
 }
 

@@ -220,8 +220,8 @@ TEST_F(Discovery, ListsOfObjects) {
   EXPECT_EQ((Lines(script().trace.end() - 3, script().trace.end())),
             (Lines{"DiscoverInterface(42, , bare)10,10", "DiscoverInterface(42, x, I)10,10", "DiscoverInterface(42, x, J)10,10"}));
   for (const char* kind : {"Service", "Interface", "Binding"}) {
-    answer(null, objects({{kind, "N"}, {null, "M"}, {null, "N"}}));
-    EXPECT_EQ(failure(), "1776(" + std::string(kind) + ", {x}N)");
+    answer(null, objects({{kind, "N"}, {null, "M"}, {null, "n"}}));
+    EXPECT_EQ(failure(), "1776(" + std::string(kind) + ", {x}n)");
   }
   // Without a handle there is nothing to release. An answer that is too short reads as one that says nothing.
   for (const size_t parameters : {9U, 1U, 0U}) {
@@ -258,7 +258,7 @@ TEST_F(Discovery, AnswersOfObjects) {
       {I, {.rows = {null, Rows{{null, "Documentation", "d"}}}}, "1777(Interface Operation, Operation)"},
       {I, {.rows = {null, Rows{{"Operations", "x", "a"}}}}, "1777(Interface Operation, Operation)"},
       {I, {.rows = {null, Rows{{"Operation", "x", "a"}, {"operation", "x", "b"}}}}, "1777(Interface Operation, Operation)"},
-      {I, {.rows = {null, Rows{{"Operation", "x", "a"}, {"Operation", "x", "a"}}}}, "1776(Interface Operation, {x}a)"},
+      {I, {.rows = {null, Rows{{"Operation", "x", "a"}, {"Operation", "x", "A"}}}}, "1776(Interface Operation, {x}A)"},
 
       {B, {.rows = {null, null}}, "{x}B (null):"},
       {B, {.rows = {Rows{}, Rows{}}}, "{x}B (null):"},
@@ -276,7 +276,7 @@ TEST_F(Discovery, AnswersOfObjects) {
       {B, {.rows = {Rows{{"Style", "Document"}}}}, "1801({x}B, Document)"},
       {B, {.rows = {Rows{{"Style", null}}}}, "1801({x}B, )"},
       {B, {.rows = {Rows{{"Interface.Namespace", "x"}, {"Interface.Name", "I"}}}}, "1774(Interface, {x})"},
-      {B, {.rows = {null, Rows{{"Operation", "x", "a"}, {"Operation", "x", "a"}}}}, "1776(Binding Operation, {x}a)"},
+      {B, {.rows = {null, Rows{{"Operation", "x", "a"}, {"Operation", "X", "a"}}}}, "1776(Binding Operation, {X}a)"},
       {B, {.rows = {null, Rows{{"Input", "x", "a"}}}}, "1777(Binding Operation, Operation)"},
       {B, {.rows = {null, Rows{{null, "Documentation", "d"}}}}, "1777(Binding Operation, Operation)"},
       {B, {.rows = {toI, Rows{{"Operation", "x", "a"}, {"Operation", "x", "z"}}}}, "1779(Binding Operation, {x}z, Interface, {x}I)"},
@@ -295,7 +295,7 @@ TEST_F(Discovery, AnswersOfObjects) {
       {S, {.rows = {null, Rows{{null, "p"}}}}, "1777(Service Endpoint, Endpoint)"},
       {S, {.rows = {null, Rows{{"Endpoints", "p"}}}}, "1777(Service Endpoint, Endpoint)"},
       {S, {.rows = {null, Rows{{"Endpoint", "p"}, {"endpoint", "q"}}}}, "1777(Service Endpoint, Endpoint)"},
-      {S, {.rows = {null, Rows{{"Endpoint", "p"}, {"Endpoint", "p"}}}}, "1776(Endpoint, p)"},
+      {S, {.rows = {null, Rows{{"Endpoint", "p"}, {"Endpoint", "P"}}}}, "1776(Endpoint, P)"},
       {S, {.rows = {null, Rows{{"Endpoint", "p"}, {null, "Binding.Name", "no"}, {null, "Binding.Namespace", "x"}}}}, "1774(Binding, {x}no)"},
       {S, {.rows = {null, Rows{{"Endpoint", "p"}, {null, "Binding.Namespace", "x"}, {null, "Binding.Name", "B"}}}}, "1774(Binding, {x})"},
   };
@@ -326,7 +326,7 @@ TEST_F(Discovery, AnswersOfObjects) {
 TEST_F(Discovery, BindingsThatFailAreLeftOut) {
   const Rows toI = {{"Interface.Name", "I"}, {"Interface.Namespace", "x"}};
   script().answers["DiscoverBinding A1"] = {{.rows = {Rows{{"Style", "rpc"}}}}};
-  script().answers["DiscoverBinding A2"] = {{.status = 3}};
+  for (const char* failing : {"DiscoverBinding A2", "DiscoverBinding Z"}) script().answers[failing] = {{.status = 3}};
   script().answers["DiscoverBinding C"] = {{.rows = {toI, Rows{{"Operation", "x", "a"}, {null, "WSCP_ACTION", "last"}}}}};
   const struct {
     std::vector<std::pair<scripted::Text, std::string>> list;
@@ -337,6 +337,7 @@ TEST_F(Discovery, BindingsThatFailAreLeftOut) {
       {{{"Binding", "B"}, {"Binding", "A2"}, {"Binding", "A1"}}, "(null)", "{x}B", "4 1801({x}A1, rpc)\n"},
       {{{"Binding", "B"}, {"Binding", "A2"}, {"Binding", "C"}}, "(null)", "{x}B{x}C", ""},
       {{{"Binding", "A2"}, {"Binding", "A1"}}, "1726(DiscoverBinding, 3)", "", "4 1801({x}A1, rpc)\n"},
+      {{{"Binding", "B"}, {"Binding", "Z"}}, "(null)", "{x}B", ""},
       {{}, "(null)", "", ""},
   };
   for (const auto& test : cases) {
