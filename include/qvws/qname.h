@@ -17,6 +17,7 @@ class QName {
   QName(const QvbString& uri, const QvbString& localName) : namespace_(uri), localName_(localName) {}
   QName(const QName&) = default;
   QName& operator=(const QName&) = default;
+  /// Slot 1.
   virtual ~QName() = default;
 
   [[nodiscard]] const QvbString& getNamespace() const { return namespace_; }
