@@ -53,12 +53,17 @@ bool fails(const char* function) {
   return now;
 }
 
+constexpr char kNoPosition[] = "NO POSITION";
+bool hasPosition(const char* file, int32_t line) {
+  return file != nullptr && *file != 0 && line > 0;
+}
+
 /// A message as "1725(Reset, 12, said)", so that tests see the arguments and not the catalogue's words. What stands for an argument: s or i.
 std::string render(const char* file, int32_t line, int32_t id, va_list arguments) {
   static const std::map<int32_t, const char*> kSignatures = {{29, "s"},    {247, ""},    {444, ""},      {768, "i"},   {1420, ""},   {1442, "sss"},
                                                              {1590, "s"},  {1603, "s"},  {1725, "sis"},  {1726, "si"}, {1774, "ss"}, {1776, "ss"},
                                                              {1777, "ss"}, {1778, "ss"}, {1779, "ssss"}, {1801, "ss"}, {1837, "s"}};
-  if (file == nullptr || *file == 0 || line < 1) return "NO POSITION";
+  if (!hasPosition(file, line)) return kNoPosition;
   std::string text = std::to_string(id) + "(";
   for (const char* argument = kSignatures.at(id); *argument != 0; ++argument) {
     if (text.back() != '(') text += ", ";
@@ -73,7 +78,18 @@ std::string typesOf(const char* types) {
   return text;
 }
 
+/// Whether a cell has anything in it but what its type says, and nothing at all when it is absent.
+bool isDirty(const QvwlpValue& value) {
+  QvwlpValue clean{};
+  clean.type = value.type;
+  clean.present = value.present;
+  if (value.present != 0) clean.data = value.data;
+  if (value.present != 0 && value.type == qvwlpString) clean.length = value.length;
+  return value.present > 1 || memcmp(&clean, &value, sizeof value) != 0;
+}
+
 std::string print(const QvwlpValue& value) {
+  if (isDirty(value)) return "DIRTY";
   if (value.present == 0) return "-";
   if (value.type == qvwlpInteger) return std::to_string(value.data.integer);
   if (value.type == qvwlpBoolean) return value.data.truth != 0 ? "true" : "false";
@@ -96,11 +112,11 @@ class Logger final : public QvlogLogger {
   int32_t getLevel() override { return script().logLevel; }
   void setLevel(int32_t level) override { script().logLevel = level; }
   const char* getName() override { return "scripted"; }
-  void log(int32_t level, const char* /*file*/, int32_t /*line*/, const char* text) override { add(level, text); }
-  void logFormat(int32_t level, const char* /*file*/, int32_t /*line*/, const char* format, va_list arguments) override {
+  void log(int32_t level, const char* file, int32_t line, const char* text) override { add(level, hasPosition(file, line) ? text : kNoPosition); }
+  void logFormat(int32_t level, const char* file, int32_t line, const char* format, va_list arguments) override {
     char text[500];
     vsnprintf(text, sizeof text, format, arguments);
-    add(level, text);
+    log(level, file, line, text);
   }
   bool isEnabled(int32_t level) override { return level >= script().logLevel; }
   void flush() override {}
