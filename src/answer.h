@@ -12,6 +12,7 @@
 
 #include <stdint.h>
 
+#include <initializer_list>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -129,15 +130,21 @@ bool readPropertyList(QvwlpRowSet* rowSet, const PropertyReader<Reader>& propert
 /// object's properties, names in column 2 and values in column 3.
 class ObjectStream {
  public:
+  /// A stream without rows.
   ObjectStream() = default;
   explicit ObjectStream(QvwlpRowSet* rowSet) : rows_(rowSet) {}
 
-  [[nodiscard]] bool empty() const { return rows_.count() < 1; }
-  [[nodiscard]] bool done() const { return counter_ >= rows_.count(); }
   /// The current row: the header of an object, unless the proxy sent something else.
   [[nodiscard]] const AnswerRow& row() const { return rows_.row(); }
-  /// Fetches the first row. False with 444.
-  bool begin(QvbString& err) { return rows_.fetch(err); }
+  /// Whether the current row starts an object of one of these kinds. Message 1777 names the reader and what it expected when it does not.
+  bool startsObject(std::initializer_list<const char*> kinds, const char* reader, const char* expected, QvbString& err,
+                    MessageAt message = kMsgUnexpectedRow) const {
+    for (const char* kind : kinds) {
+      if (row().is(1, kind)) return true;
+    }
+    setMessage(err, message, reader, expected);
+    return false;
+  }
   /// Counts the current row as consumed.
   void consume() { ++counter_; }
 
@@ -153,18 +160,20 @@ class ObjectStream {
     return true;
   }
 
-  /// Reads one object after another. `readObject` checks the header, consumes it and reads the properties.
+  /// Reads one object after another: `readObject` checks the header, consumes it and reads the properties.
   template <class ReadObject>
   bool readObjects(QvbString& err, ReadObject readObject) {
-    if (empty()) return true;
-    if (!begin(err)) return false;
+    if (rows_.count() < 1) return true;
+    if (!rows_.fetch(err)) return false;
     do {
-      if (!readObject()) return false;
+      if (!readObject(*this)) return false;
     } while (!done());
     return true;
   }
 
  private:
+  [[nodiscard]] bool done() const { return counter_ >= rows_.count(); }
+
   AnswerRows rows_;
   int32_t counter_ = 0;
 };

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <new>
 #include <utility>
 
 /// Orders keys by the base string's comparison, with the flag that the map was made with.
@@ -103,12 +104,19 @@ class ObjectMap {
     return nullptr;
   }
 
-  /// Stores an object under a key. When the key is taken nothing is stored, and message 1776 names the kind and the key.
-  bool insert(const QvbString& key, Pointer object, const char* kind, QvbString& err, const char* file = __builtin_FILE(),
-              int32_t line = __builtin_LINE()) {
-    if (objects_.tryEmplace(key, std::move(object)).second) return true;
-    setMessage(err, MessageAt(kMsgDuplicate, file, line), kind, key.asCstr());
-    return false;
+  /// Makes an object of these arguments and stores it under a key.
+  /// @return the object; null with message 444, or with 1776, the kind and the key when that is taken: nothing is stored then
+  template <class... Arguments>
+  Object* add(const QvbString& key, const char* kind, QvbString& err, Arguments&&... arguments) {
+    Pointer object(new (std::nothrow) Object(std::forward<Arguments>(arguments)...));
+    if (object == nullptr) {
+      setMessage(err, kMsgOutOfMemory);
+      return nullptr;
+    }
+    const auto [entry, added] = objects_.tryEmplace(key, std::move(object));
+    if (added) return &*entry->second;
+    setMessage(err, kMsgDuplicate, kind, key.asCstr());
+    return nullptr;
   }
 
   void removeKey(const QvbString& key) {

@@ -32,8 +32,8 @@ int32_t WebServiceBindingImpl::getOperationCount() {
 
 bool WebServiceBindingImpl::discoverBinding(QvbString& err) {
   return discovery_.ask(names::kDiscoverBinding, {&name_}, types::kRowsRows, err, [&](const Answer& answer) {
-    ObjectStream stream(answer.rows(1));
-    return readOwnProperties(answer.rows(0), err) && stream.readObjects(err, [&] { return readOperation(stream, err); }) &&
+    return readOwnProperties(answer.rows(0), err) &&
+           ObjectStream(answer.rows(1)).readObjects(err, [&](ObjectStream& stream) { return readOperation(stream, err); }) &&
            completeFromInterface(err);
   });
 }
@@ -64,23 +64,15 @@ bool WebServiceBindingImpl::readOwnProperties(QvwlpRowSet* rows, QvbString& err)
 }
 
 bool WebServiceBindingImpl::readOperation(ObjectStream& stream, QvbString& err) {
-  if (!stream.row().is(1, names::kOperation)) {
-    setMessage(err, kMsgUnexpectedRow, static_cast<const char*>(names::kBindingOperation), static_cast<const char*>(names::kOperation));
-    return false;
-  }
+  if (!stream.startsObject({names::kOperation}, names::kBindingOperation, names::kOperation, err)) return false;
   const QName name = stream.row().qname();
   stream.consume();
   return addOperation(name, stream, err);
 }
 
 bool WebServiceBindingImpl::addOperation(const QName& name, ObjectStream& stream, QvbString& err) {
-  std::unique_ptr<WSBindingOperation> created(new (std::nothrow) WSBindingOperation(discovery_, *this, name));
-  if (created == nullptr) {
-    setMessage(err, kMsgOutOfMemory);
-    return false;
-  }
-  WSBindingOperation& operation = *created;
-  return operations_.insert(name.toText(), std::move(created), names::kBindingOperation, err) && operation.readProperties(stream, err);
+  WSBindingOperation* operation = operations_.add(name.toText(), names::kBindingOperation, err, discovery_, *this, name);
+  return operation != nullptr && operation->readProperties(stream, err);
 }
 
 // A binding may say nothing of operations that it leaves as they are: those are taken from the interface. Whether any are missing is judged by their
@@ -113,8 +105,8 @@ bool WSBindingOperation::readProperties(ObjectStream& stream, QvbString& err) {
   if (WebServiceInterfaceImpl* interface = binding_.interface(); interface != nullptr) {
     interfaceOperation_ = interface->findOperation(name_);
     if (interfaceOperation_ == nullptr) {
-      setMessage(err, kMsgNotInInterface, static_cast<const char*>(names::kBindingOperation), name_.toText().asCstr(),
-                 static_cast<const char*>(names::kInterface), interface->getQName().toText().asCstr());
+      setMessage(err, kMsgNotInInterface, names::kBindingOperation, name_.toText().asCstr(), names::kInterface,
+                 interface->getQName().toText().asCstr());
       return false;
     }
   }
@@ -145,18 +137,14 @@ WebServiceParameter* WSBindingOperation::parameter(Slot& slot, QvbString& err) {
 void WSBindingOperation::discoverParameters(QvbString& err) {
   const QName binding = binding_.getQName();
   discovery_.ask(names::kDiscoverParameters, {&binding, &name_}, types::kRows, err, [&](const Answer& answer) {
-    ObjectStream stream(answer.rows(0));
-    return stream.readObjects(err, [&] { return readParameter(stream, err); });
+    return ObjectStream(answer.rows(0)).readObjects(err, [&](ObjectStream& stream) { return readParameter(stream, err); });
   });
 }
 
 bool WSBindingOperation::readParameter(ObjectStream& stream, QvbString& err) {
+  if (!stream.startsObject({names::kInput, names::kOutput, names::kFault}, names::kOperationParameter, names::kParameter, err)) return false;
   const bool isInput = stream.row().is(1, names::kInput);
   const bool isOutput = stream.row().is(1, names::kOutput);
-  if (!isInput && !isOutput && !stream.row().is(1, names::kFault)) {
-    setMessage(err, kMsgUnexpectedRow, static_cast<const char*>(names::kOperationParameter), static_cast<const char*>(names::kParameter));
-    return false;
-  }
   std::unique_ptr<WebServiceParameterImpl> parameter(new (std::nothrow) WebServiceParameterImpl(discovery_, *this, stream.row().qname()));
   if (parameter == nullptr) {
     setMessage(err, kMsgOutOfMemory);

@@ -134,8 +134,7 @@ bool WebServiceClientImpl::GetResponseValueByIndex(int32_t nameIndex, int32_t va
     return false;
   }
   if (name != nullptr) *name = entry->first;
-  WebServiceClient& self = *this;
-  return self.GetResponseValueAt(entry->first, valueIndex, value);
+  return GetResponseValueAt(entry->first, valueIndex, value);
 }
 
 bool WebServiceClientImpl::GetOption(const QvbString& name, QvbString& value) {

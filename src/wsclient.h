@@ -18,7 +18,8 @@
 #include <memory>
 #include <vector>
 
-class WebServiceClientImpl final : public WebServiceClient {
+/// Open to heirs: what it asks of itself goes through the virtual operations, so that what an heir answers counts.
+class WebServiceClientImpl : public WebServiceClient {
  public:
   /// Disconnected: the first operation that needs the proxy makes it.
   WebServiceClientImpl();
@@ -53,14 +54,15 @@ class WebServiceClientImpl final : public WebServiceClient {
   /// Turns a call's failure into a message: 1725 with the proxy's own code and text, or 1726 with the status.
   static void ReportProxyError(const char* method, int32_t status, QvwlpResponse* response, QvbString& err);
 
+ protected:
+  ~WebServiceClientImpl() override;
+
  private:
   using ValueLists = IndexedMap<std::vector<QvbString>>;
   using Bindings = IndexedMap<std::unique_ptr<ParmBinding>>;
   struct OptionRecord;
   struct LogRecord;
   struct Credentials;
-
-  ~WebServiceClientImpl() override;
 
   static int32_t optionCallback(QvjniOptionCallback* head, const char* key, void* reserved, const char** text, int32_t* length);
   static void logCallback(QvjniLogCallback* head, int32_t level, const char* text);

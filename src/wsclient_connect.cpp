@@ -95,8 +95,7 @@ QvbString WebServiceClientImpl::answerOption(OptionRecord& record, const char* k
   }
   if (strcmp(key, names::kAskHasGetVersion) == 0) return names::kProxyInterface;
   QvbString answer;
-  WebServiceClient& self = *this;
-  if (!self.GetOption(key, answer)) configured(key, answer);
+  if (!GetOption(key, answer)) configured(key, answer);
   return answer;
 }
 
@@ -106,7 +105,7 @@ bool WebServiceClientImpl::fillOptionBuffer(const QvbString& answer) {
   if (size > optionBufferSize_ || optionBuffer_ == nullptr) {
     auto* grown = static_cast<char*>(realloc(optionBuffer_, static_cast<size_t>(size)));
     if (grown == nullptr) {
-      // The size stays as it is on purpose: it tells the largest answer so far, and the test above does not rely on it alone.
+      // The size stays as it is on purpose: nothing may be concluded from it while there is no buffer, and the test above does not.
       free(optionBuffer_);
       optionBuffer_ = nullptr;
       logger_->logMessage(qvlogError, __FILE__, __LINE__, kMsgBufferNotGrown, "(Callback option)");
@@ -129,7 +128,11 @@ int32_t WebServiceClientImpl::optionCallback(QvjniOptionCallback* head, const ch
     *length = answer.length();
     return qvjniAnswered;
   } catch (const std::bad_alloc&) {
+    record.client->logger_->logMessage(qvlogError, __FILE__, __LINE__, kMsgBufferNotGrown, "(Callback option)");
     return qvjniAnswerNoMemory;
+  } catch (...) {  // an heir's mistake, which may not cross the proxy library
+    record.client->logger_->log(qvlogError, __FILE__, __LINE__, "Reading an option threw an exception: it counts as not set.");
+    return qvjniNoAnswer;
   }
 }
 

@@ -93,7 +93,7 @@ int32_t WebServiceDiscoveryImpl::getServiceCount() {
 
 bool WebServiceDiscoveryImpl::parse(WebServiceClientImpl& client, const Answer& answer, QvbString& err) {
   client_ = &client;
-  static_cast<WebServiceClient&>(client).GetOption(names::kAddress, wsdlLocation_);  // null when it is not set, which the proxy has judged
+  client.GetOption(names::kAddress, wsdlLocation_);  // null when it is not set, which the proxy has judged
   err.setNull();
   // The three parameters are read without a look at their number: one that is not there reads as absent.
   handle_ = answer.integer(0);
@@ -142,16 +142,6 @@ void WebServiceDiscoveryImpl::logReport() {
   logLine(logger, qvlogReport, Here(), "   Version: %s", version_.asCstr());
 }
 
-template <class Object>
-bool WebServiceDiscoveryImpl::addObject(ObjectMap<Object>& objects, const QName& name, const char* kind, QvbString& err) {
-  std::unique_ptr<Object> object(new (std::nothrow) Object(*this, name));
-  if (object == nullptr) {
-    setMessage(err, kMsgOutOfMemory);
-    return false;
-  }
-  return objects.insert(name.toText(), std::move(object), kind, err);
-}
-
 // Objects are pairs of rows: kind and namespace, then the local name. A kind that is not there is the previous pair's, and an odd last row is no
 // pair.
 bool WebServiceDiscoveryImpl::readObjects(QvwlpRowSet* rowSet, QvbString& err) {
@@ -168,11 +158,11 @@ bool WebServiceDiscoveryImpl::readObjects(QvwlpRowSet* rowSet, QvbString& err) {
     if (!rows.fetch(err)) return false;
     const QName name(uri, rows.row().text(3));
     if (type.compare(names::kBinding, false) == 0) {
-      if (!addObject(bindings_, name, names::kBinding, err)) return false;
+      if (bindings_.add(name.toText(), names::kBinding, err, *this, name) == nullptr) return false;
     } else if (type.compare(names::kInterface, false) == 0) {
-      if (!addObject(interfaces_, name, names::kInterface, err)) return false;
+      if (interfaces_.add(name.toText(), names::kInterface, err, *this, name) == nullptr) return false;
     } else if (type.compare(names::kService, false) == 0) {
-      if (!addObject(services_, name, names::kService, err)) return false;
+      if (services_.add(name.toText(), names::kService, err, *this, name) == nullptr) return false;
     } else if (typeSeen) {  // one line for a run of pairs that share a kind
       logLine(getLogger(), qvlogReport, Here(), "Object type '%s' is unsupported.", type.asCstr());
       typeSeen = false;

@@ -43,7 +43,6 @@ class WebServiceDiscoveryImpl final : public WebServiceDiscovery {
   bool parse(WebServiceClientImpl& client, const Answer& answer, QvbString& err);
 
   // For the objects it owns.
-  [[nodiscard]] WebServiceClientImpl* getClient() const { return client_; }
   [[nodiscard]] QvjniProxy* getProxy(QvbString& err);
   [[nodiscard]] int64_t getHandle() const { return handle_; }
   [[nodiscard]] QvlogLogger& getLogger() const;
@@ -57,7 +56,7 @@ class WebServiceDiscoveryImpl final : public WebServiceDiscovery {
     QvjniProxy* proxy = getProxy(err);
     if (proxy == nullptr) return false;
     ProxyCall call(proxy, method, err);
-    call.addInteger(handle_);
+    call.addInteger(getHandle());
     for (const QName* name : names) {
       call.addText(name->getNamespace());
       call.addText(name->getLocalName());
@@ -74,8 +73,6 @@ class WebServiceDiscoveryImpl final : public WebServiceDiscovery {
   bool readOwnProperties(QvwlpRowSet* rows, QvbString& err);
   void logReport();
   bool readObjects(QvwlpRowSet* rows, QvbString& err);
-  template <class Object>
-  bool addObject(ObjectMap<Object>& objects, const QName& name, const char* kind, QvbString& err);
   bool discoverBindings(QvbString& err);
   void tellProxyOfRelease();
 

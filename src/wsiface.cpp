@@ -2,12 +2,7 @@
 #include "wsiface.h"
 
 #include "names.h"
-#include "report.h"
 #include "wsdisc.h"
-
-#include <memory>
-#include <new>
-#include <utility>
 
 WebServiceInterfaceImpl::WebServiceInterfaceImpl(WebServiceDiscoveryImpl& discovery, const QName& name)
     : discovery_(discovery), logger_(discovery.getLogger()), name_(name) {}
@@ -19,8 +14,8 @@ WebServiceInterfaceImpl::~WebServiceInterfaceImpl() {
 
 bool WebServiceInterfaceImpl::discoverInterface(QvbString& err) {
   return discovery_.ask(names::kDiscoverInterface, {&name_}, types::kRowsRows, err, [&](const Answer& answer) {
-    ObjectStream stream(answer.rows(1));
-    return readOwnProperties(answer.rows(0), err) && stream.readObjects(err, [&] { return readOperation(stream, err); });
+    return readOwnProperties(answer.rows(0), err) &&
+           ObjectStream(answer.rows(1)).readObjects(err, [&](ObjectStream& stream) { return readOperation(stream, err); });
   });
 }
 
@@ -33,18 +28,10 @@ bool WebServiceInterfaceImpl::readOwnProperties(QvwlpRowSet* rows, QvbString& er
 }
 
 bool WebServiceInterfaceImpl::readOperation(ObjectStream& stream, QvbString& err) {
-  if (!stream.row().is(1, names::kOperation)) {
-    setMessage(err, kMsgUnexpectedRow, static_cast<const char*>(names::kInterfaceOperation), static_cast<const char*>(names::kOperation));
-    return false;
-  }
+  if (!stream.startsObject({names::kOperation}, names::kInterfaceOperation, names::kOperation, err)) return false;
   const QName name = stream.row().qname();
-  std::unique_ptr<WebServiceOperationImpl> created(new (std::nothrow) WebServiceOperationImpl(discovery_, *this, name));
-  if (created == nullptr) {
-    setMessage(err, kMsgOutOfMemory);
-    return false;
-  }
-  WebServiceOperationImpl& operation = *created;
-  if (!operations_.insert(name.toText(), std::move(created), names::kInterfaceOperation, err)) return false;
+  WebServiceOperationImpl* operation = operations_.add(name.toText(), names::kInterfaceOperation, err, discovery_, *this, name);
+  if (operation == nullptr) return false;
   stream.consume();
-  return operation.readProperties(stream, err);
+  return operation->readProperties(stream, err);
 }

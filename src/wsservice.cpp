@@ -2,13 +2,8 @@
 #include "wsservice.h"
 
 #include "names.h"
-#include "report.h"
 #include "wsdisc.h"
 #include "wsiface.h"
-
-#include <memory>
-#include <new>
-#include <utility>
 
 WebServiceServiceImpl::WebServiceServiceImpl(WebServiceDiscoveryImpl& discovery, const QName& name)
     : discovery_(discovery), logger_(discovery.getLogger()), name_(name) {}
@@ -19,8 +14,8 @@ WebServiceInterface* WebServiceServiceImpl::getInterface() {
 
 bool WebServiceServiceImpl::discoverService(QvbString& err) {
   return discovery_.ask(names::kDiscoverService, {&name_}, types::kRowsRows, err, [&](const Answer& answer) {
-    ObjectStream stream(answer.rows(1));
-    return readOwnProperties(answer.rows(0), err) && stream.readObjects(err, [&] { return readEndpoint(stream, err); });
+    return readOwnProperties(answer.rows(0), err) &&
+           ObjectStream(answer.rows(1)).readObjects(err, [&](ObjectStream& stream) { return readEndpoint(stream, err); });
   });
 }
 
@@ -44,18 +39,10 @@ bool WebServiceServiceImpl::readOwnProperties(QvwlpRowSet* rows, QvbString& err)
 }
 
 bool WebServiceServiceImpl::readEndpoint(ObjectStream& stream, QvbString& err) {
-  if (!stream.row().is(1, names::kEndpoint)) {
-    setMessage(err, kMsgUnexpectedRow, static_cast<const char*>(names::kServiceEndpoint), static_cast<const char*>(names::kEndpoint));
-    return false;
-  }
+  if (!stream.startsObject({names::kEndpoint}, names::kServiceEndpoint, names::kEndpoint, err)) return false;
   const QvbString name = stream.row().text(2);
-  std::unique_ptr<WebServiceEndpointImpl> created(new (std::nothrow) WebServiceEndpointImpl(discovery_, *this, name));
-  if (created == nullptr) {
-    setMessage(err, kMsgOutOfMemory);
-    return false;
-  }
-  WebServiceEndpointImpl& endpoint = *created;
-  if (!endpoints_.insert(name, std::move(created), names::kEndpoint, err)) return false;
+  WebServiceEndpointImpl* endpoint = endpoints_.add(name, names::kEndpoint, err, discovery_, *this, name);
+  if (endpoint == nullptr) return false;
   stream.consume();
-  return endpoint.readProperties(stream, err);
+  return endpoint->readProperties(stream, err);
 }

@@ -2,8 +2,7 @@
 #include "wsuri.h"
 
 QvbString WSUriVariables::getString(int32_t column) {
-  QvbStringCursor& self = *this;
-  const int64_t index = self.getColumnCount() * current_ + column;
+  const int64_t index = getColumnCount() * current_ + column;
   // The index one past the last row goes on to the tested access, which throws: reading there is the caller's error and must show.
   if (index < 0 || index > static_cast<int64_t>(rows_.size())) return {};
   return rows_.at(static_cast<size_t>(index));

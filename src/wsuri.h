@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-/// The variables of a URI: a cursor over one column of texts.
-class WSUriVariables final : public QvbStringCursor {
+/// The variables of a URI: a cursor over one column of texts. Open to heirs, whose number of columns counts.
+class WSUriVariables : public QvbStringCursor {
  public:
   WSUriVariables() = default;
   WSUriVariables(const WSUriVariables&) = delete;
@@ -29,9 +29,10 @@ class WSUriVariables final : public QvbStringCursor {
 
   void append(QvbString text) { rows_.push_back(std::move(text)); }
 
- private:
+ protected:
   ~WSUriVariables() override = default;
 
+ private:
   std::vector<QvbString> rows_;
   int64_t current_ = -1;
 };

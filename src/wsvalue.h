@@ -15,7 +15,8 @@
 class RequestRows;
 struct ParmBinding;
 
-class WebServiceParmValueImpl final : public WebServiceParmValue {
+/// Open to heirs: clients end a value through its release operation alone.
+class WebServiceParmValueImpl : public WebServiceParmValue {
  public:
   enum Direction : int32_t { kNotBound = 0, kBoundInput = 1, kBoundOutput = 2 };
 
@@ -37,9 +38,10 @@ class WebServiceParmValueImpl final : public WebServiceParmValue {
   /// False with 247 or 768; rows already added stay.
   bool writeRows(RequestRows& rows, const ParmBinding& binding, QvbString& err);
 
- private:
+ protected:
   ~WebServiceParmValueImpl() override = default;
 
+ private:
   WSPStyle style_ = WSPStyle::String;
   int32_t direction_ = kNotBound;
   bool valueIsXml_ = true;

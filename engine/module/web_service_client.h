@@ -18,7 +18,7 @@
 
 namespace qvx {
 
-/// The class com.quillvex.proxy.ws.WebServiceClientJPC. docs/protocol.md lists its methods and their rows.
+/// The class com.quillvex.proxy.ws.WebServiceClientJPC. docs/proxy-protocol.md lists its methods and their rows, docs/engine.md what this one makes of them.
 class WebServiceClient final : public QvjniInstance {
  public:
   explicit WebServiceClient(QvjniHost& host) : host_(host) {}

@@ -32,12 +32,13 @@ class WebServiceInvokeCallback {
 /// interface.
 ///
 /// Names and texts are UTF-8 and are copied. A failing operation returns false or null and writes a message that begins with its number, "QVWS-1725:
-/// …"; test the result, not the text, for some successful operations set the text to null and others leave it. Getters never touch an error text: on
-/// failure they set their out value to null and return false.
+/// …", or what the proxy logged when it cannot be made; test the result, not the text, for some successful operations set the text to null and others
+/// leave it. Getters never touch an error text: on failure they set their out value to null and return false. Where a text cannot be copied for want
+/// of memory std::bad_alloc is thrown, and the client is what it was.
 ///
 /// The first of Discover(), DiscoverURI(), Invoke() and Reset() connects: it makes the proxy and sends it the options and namespaces; what is set
 /// after that is not sent again. A failed connection is tried anew by the next of them. Its messages are
-///   - what the proxy logged while it was made, when it cannot be made; the lines are separated by "\r\n"
+///   - what the proxy logged while it was made, when it cannot be made; the lines are separated by "\r\n" and have no number
 ///   - 444   out of memory
 ///   - 768   a row was not taken
 ///   - 1725  the proxy reported an error; the message quotes its code and text
@@ -53,7 +54,7 @@ class WebServiceClient {
   /// A request value is either the value of a variable of the address, when that is a URI template (RFC 6570; several values are a list), or, named
   /// "HTTP_HEADER/" and a header's name, an HTTP header of the request (several values are several headers). Any other name fails Invoke().
   virtual bool AddRequestValue(const QvbString& name, const QvbString& value, QvbString& err) = 0;
-  /// Slot 2. Binds a value to an input of the operation, replacing and releasing the value bound there before.
+  /// Slot 2. Binds a value to an input of the operation, after releasing the value bound there before: bind a fresh one, not the same one again.
   ///
   /// The name is a QName text ("{namespace}local"), one of
   ///   - the payload's, which WebServiceParameter::getQName() tells: the value is the content of the message
@@ -64,7 +65,7 @@ class WebServiceClient {
   /// @param[in]  value  made by qvwsCreateWebServiceParmValue(); from now on the client's, unless this fails; with null the name counts as bound to
   ///                    nothing, and is not sent
   /// @param[out] err    on failure the message; left as it was on success
-  /// @return false with 444 when out of memory
+  /// @return false with 444 when out of memory; what was bound there before is released all the same
   virtual bool SetInputParmValue(const QvbString& name, WebServiceParmValue* value, QvbString& err) = 0;
   /// Slot 3. Binds a value to an output: as SetInputParmValue().
   ///
@@ -105,7 +106,7 @@ class WebServiceClient {
   virtual int32_t GetRequestValueCount() = 0;
   /// Slot 8. The request value of that name at an index from 0; a negative index reads the first one.
   virtual bool GetRequestValueAt(const QvbString& name, int32_t index, QvbString& value) = 0;
-  /// Slot 9. An option as text.
+  /// Slot 9. An option as text; true with a null text for one that was cleared.
   virtual bool GetOption(const QvbString& name, QvbString& value) = 0;
   /// Slot 10. The first response value of that name.
   ///
@@ -153,11 +154,12 @@ class WebServiceClient {
   virtual bool Reset(QvbString& err) = 0;
   /// Slot 17. Replaces the request values of that name by one. Sets `err` to null; always true.
   virtual bool SetRequestValue(const QvbString& name, const QvbString& value, QvbString& err) = 0;
-  /// Slot 18. Binds a prefix to a namespace; a null or empty prefix stands for the default namespace.
+  /// Slot 18. Binds a prefix to a namespace. A null prefix stands for the default namespace, and so does an empty one: bind only one of the two.
   /// @param[out] err  on failure the message; left as it was on success
   /// @return false with 1442 when the prefix is bound to another namespace, which it stays
   virtual bool AddNamespace(const QvbString& prefix, const QvbString& uri, QvbString& err) = 0;
-  /// Slot 19. Sets an option, or clears it with a null value.
+  /// Slot 19. Sets an option, or clears it with a null value: it is still there then, reads as null, is sent as an empty text, and the product's
+  /// configuration is not asked in its place.
   /// @param[out] err  on failure the message; null on success
   /// @return false with 1778 when the option wants a truth value ("WSCP_WS-SECURITY_DIGEST", "WSCP_WS-SECURITY_MUST") or a whole number
   ///         ("WSCP_PROXY_PORT") and the value is none; the option is then what it was

@@ -12,6 +12,8 @@ enum class WSPStyle : int32_t {
   String = 1  ///< a text: property "wsps.string.value"
 };
 
+static_assert(sizeof(WSPStyle) == 4, "hosts pass a kind in 32 bits");
+
 /// The source or sink of one parameter of an invocation. The order of the operations is part of the binary interface.
 ///
 /// A text is in property "wsps.string.value"; a file's path is in property "wsps.file.path", and the file is sent from there or written there

@@ -17,6 +17,7 @@ class QName {
   QName(const QvbString& uri, const QvbString& localName) : namespace_(uri), localName_(localName) {}
   QName(const QName&) = default;
   QName& operator=(const QName&) = default;
+  /// Slot 1.
   virtual ~QName() = default;
 
   [[nodiscard]] const QvbString& getNamespace() const { return namespace_; }
@@ -24,12 +25,11 @@ class QName {
   void setNamespace(const QvbString& uri) { namespace_ = uri; }
   void setLocalName(const QvbString& localName) { localName_ = localName; }
 
-  /// The text form: "{" namespace "}" local name, the bare local name when the namespace is null or empty, null when both parts are null.
+  /// The text form: "{" namespace "}" local name, the bare local name, which may be null, when the namespace is null or empty.
   [[nodiscard]] QvbString toText() const {
-    if (namespace_.isNull() && localName_.isNull()) return {};
-    QvbString text("");
-    if (namespace_.length() > 0) text.append("{").append(namespace_).append("}");
-    return text.append(localName_);
+    if (namespace_.length() == 0) return localName_;
+    QvbString text("{");
+    return text.append(namespace_).append("}").append(localName_);
   }
 
  private:

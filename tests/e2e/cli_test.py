@@ -715,5 +715,23 @@ class Documents(Case):
                 self.assertTrue((page.parent / target).exists(), f"{page}: {target}")
 
 
+class OwnModule(Case):
+    """The libraries with the example's proxy class in the place of ours."""
+
+    def test_echo(self):
+        self.env["QVWS_PROXY_ROOT"] = os.environ["QVWS_ECHO_ROOT"]
+        ns = "{urn:example:echo}"
+        tree = self.object("list", "--json", "memory:")
+        self.assertEqual([[entry["name"] for entry in tree[kind]] for kind in ("services", "bindings", "interfaces")], [[ns + "EchoService"], [ns + "EchoBinding"], [ns + "EchoInterface"]])
+        operation = self.object("describe", "--json", "--parameters", "memory:", "Echo")
+        self.assertEqual((operation["action"], operation["input"]["name"], operation["output"]["name"]), ("urn:example:echo#Echo", ns + "Echo", ns + "EchoResponse"))
+        self.assertIn("<text>string</text>", self.succeed("sample", "memory:", "Echo"))
+        answer = self.object("call", "--json", "memory:", "Echo", "-p", "text=a<b")
+        self.assertEqual(ElementTree.fromstring(answer["outputs"][0]["xml"]).findtext("{*}Echo/{*}text"), "a<b")
+        self.assertEqual(answer["responseValues"], {"ECHO_SOURCE": ["memory"]})
+        self.fail_with(5, ["QVWS-1725", "code 106", "WSCP_ACTION must be"], "call", "memory:", "Echo", "-p", "text=a", "--action", "urn:other")
+        self.fail_with(5, ["QVWS-1725", "takes no files"], "call", "memory:", "Echo", "-p", "text=a", "-o", self.folder / "out.xml")
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <new>
@@ -47,7 +48,28 @@ QvwlpRowSet* newRowSet(QvjniProxy* proxy, std::string columns, scripted::Rows ro
 bool fails(const char* function) {
   if (!script().failOnly.empty() && script().failOnly != function) return false;
   const int32_t call = ++script().platformCalls;
-  return call == script().failAt || (script().failOn && script().failAt > 0 && call > script().failAt);
+  const bool now = call == script().failAt || (script().failOn && script().failAt > 0 && call > script().failAt);
+  if (now && script().failed.empty()) script().failed = function;
+  return now;
+}
+
+constexpr char kNoPosition[] = "NO POSITION";
+bool hasPosition(const char* file, int32_t line) {
+  return file != nullptr && *file != 0 && line > 0;
+}
+
+/// A message as "1725(Reset, 12, said)", so that tests see the arguments and not the catalogue's words. What stands for an argument: s or i.
+std::string render(const char* file, int32_t line, int32_t id, va_list arguments) {
+  static const std::map<int32_t, const char*> kSignatures = {{29, "s"},    {247, ""},    {444, ""},      {768, "i"},   {1420, ""},   {1442, "sss"},
+                                                             {1590, "s"},  {1603, "s"},  {1725, "sis"},  {1726, "si"}, {1774, "ss"}, {1776, "ss"},
+                                                             {1777, "ss"}, {1778, "ss"}, {1779, "ssss"}, {1801, "ss"}, {1837, "s"}};
+  if (!hasPosition(file, line)) return kNoPosition;
+  std::string text = std::to_string(id) + "(";
+  for (const char* argument = kSignatures.at(id); *argument != 0; ++argument) {
+    if (text.back() != '(') text += ", ";
+    text += *argument == 's' ? std::string(va_arg(arguments, const char*)) : std::to_string(va_arg(arguments, int32_t));
+  }
+  return text + ")";
 }
 
 std::string typesOf(const char* types) {
@@ -56,7 +78,18 @@ std::string typesOf(const char* types) {
   return text;
 }
 
+/// Whether a cell has anything in it but what its type says, and nothing at all when it is absent.
+bool isDirty(const QvwlpValue& value) {
+  QvwlpValue clean{};
+  clean.type = value.type;
+  clean.present = value.present;
+  if (value.present != 0) clean.data = value.data;
+  if (value.present != 0 && value.type == qvwlpString) clean.length = value.length;
+  return value.present > 1 || memcmp(&clean, &value, sizeof value) != 0;
+}
+
 std::string print(const QvwlpValue& value) {
+  if (isDirty(value)) return "DIRTY";
   if (value.present == 0) return "-";
   if (value.type == qvwlpInteger) return std::to_string(value.data.integer);
   if (value.type == qvwlpBoolean) return value.data.truth != 0 ? "true" : "false";
@@ -79,18 +112,18 @@ class Logger final : public QvlogLogger {
   int32_t getLevel() override { return script().logLevel; }
   void setLevel(int32_t level) override { script().logLevel = level; }
   const char* getName() override { return "scripted"; }
-  void log(int32_t level, const char* /*file*/, int32_t /*line*/, const char* text) override { add(level, text); }
-  void logFormat(int32_t level, const char* /*file*/, int32_t /*line*/, const char* format, va_list arguments) override {
+  void log(int32_t level, const char* file, int32_t line, const char* text) override { add(level, hasPosition(file, line) ? text : kNoPosition); }
+  void logFormat(int32_t level, const char* file, int32_t line, const char* format, va_list arguments) override {
     char text[500];
     vsnprintf(text, sizeof text, format, arguments);
-    add(level, text);
+    log(level, file, line, text);
   }
   bool isEnabled(int32_t level) override { return level >= script().logLevel; }
   void flush() override {}
-  void logMessage(int32_t level, const char* /*file*/, int32_t /*line*/, int32_t id, ...) override {
+  void logMessage(int32_t level, const char* file, int32_t line, int32_t id, ...) override {
     va_list arguments;
     va_start(arguments, id);
-    add(level, std::to_string(id) + va_arg(arguments, const char*));
+    add(level, render(file, line, id, arguments));
     va_end(arguments);
   }
 
@@ -123,17 +156,49 @@ Script& script() {
 void reset() {
   script() = Script();
 }
+void answerTree() {
+  const auto answer = [](const char* question, std::vector<std::optional<Rows>> rows) {
+    script().answers[question] = {{.rows = std::move(rows), .handle = 42}};
+  };
+  answer("Discover", {Rows{{"Version", "1.1"}}, objects({{"Service", "S"}, {"Binding", "B"}, {"Interface", "I"}})});
+  answer("DiscoverInterface I",
+         {Rows{{"Documentation", "idoc"}}, Rows{{"Operation", "x", "b"}, {null, "Documentation", "bdoc"}, {"Operation", "x", "a"}}});
+  answer("DiscoverBinding B",
+         {Rows{{"Documentation", "doc"}, {"Interface.Name", "I"}, {"Interface.Namespace", "x"}, {"Style", "document"}},
+          Rows{{"Operation", "x", "a"}, {null, "Documentation", "adoc"}, {null, "WSCP_ACTION", "act"}, {null, "WSCP_ADDRESS", "http://h"}}});
+  answer(
+      "DiscoverService S",
+      {Rows{{"Documentation", "sdoc"}, {"Interface.Name", "I"}, {"Interface.Namespace", "x"}},
+       Rows{{"Endpoint", "q"}, {"Endpoint", "p"}, {null, "Documentation", "edoc"}, {null, "Binding.Name", "B"}, {null, "Binding.Namespace", "x"}}});
+  answer("DiscoverParameters",
+         {Rows{{"Input", "x", "in"}, {null, "Schema", "xsd"}, {"Fault", "x", "f"}, {null, "Schema", "-"}, {"Output", "x", "out"}}});
+}
+Rows objects(const std::vector<std::pair<Text, std::string>>& list) {
+  Rows rows;
+  for (const auto& [kind, name] : list) {
+    rows.push_back({kind, "QName.namespace", "x"});
+    rows.push_back({null, "QName.name", name});
+  }
+  return rows;
+}
 std::string str(const QvbString& text) {
   return text.isNull() ? "(null)" : std::string(text.asCstr(), static_cast<size_t>(text.length()));
 }
 int32_t id(const QvbString& text) {
   if (text.isNull()) return 0;
   int32_t number = -1;
-  return sscanf(text.asCstr(), "QVWS-%d:", &number) == 1 ? number : -1;
+  return sscanf(text.asCstr(), "%d(", &number) == 1 ? number : -1;
 }
-std::string Script::logged() const {
+void Script::fail(const char* function, int32_t k) {
+  failOnly = function != nullptr ? function : "";
+  failAt = k;
+  platformCalls = 0;
+  failed.clear();
+}
+std::string Script::logged() {
   std::string all;
   for (const std::string& line : log) all += line + "\n";
+  log.clear();
   return all;
 }
 std::vector<std::string> Script::calls() const {
@@ -171,7 +236,10 @@ extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* callba
   script().trace.push_back(line + ")" + typesOf(responseTypes));
   if (proxy == nullptr || strcmp(interfaceName, "WebServiceClient") != 0 || (count == 0) != (parameters == nullptr)) return qvwlpBadArgument;
   if (script().onCall) script().onCall(method, callback);
-  if (fails("call")) return qvwlpNoMemory;
+  if (fails("call")) {
+    if (script().failed == "call") script().failed += std::string(" ") + method;
+    return qvwlpNoMemory;
+  }
   auto answers = script().answers.find(count > 2 ? std::string(method) + " " + print(parameters[2]) : method);
   if (answers == script().answers.end()) answers = script().answers.find(method);
   scripted::Reply reply;
@@ -183,7 +251,7 @@ extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* callba
   *response = *responses.insert(new QvwlpResponse{proxy, method, reply, {}}).first;
   ++script().live;
   size_t set = 0;
-  for (; *responseTypes != 0; ++responseTypes) {
+  for (; *responseTypes != 0 && (*response)->parameters.size() < reply.parameters; ++responseTypes) {
     QvwlpValue value{};
     value.type = *responseTypes;
     if (*responseTypes == qvwlpInteger) {
@@ -284,13 +352,14 @@ extern "C" int32_t qvwlpError_text(QvwlpResponse* response, const char** text, i
 
 // What the linker puts before the real base library, logger and allocator.
 extern "C" {
-QvlogLogger* __wrap_qvlogGetLogger(const char* /*name*/) {
+QvlogLogger* __wrap_qvlogGetLogger(const char* name) {
   static Logger logger;
+  if (strcmp(name, "QV.WebService.Client") != 0) abort();
   return &logger;
 }
-const QvbConfigOptions* __wrap_qvbGetConfigOptions(const QvbString& /*name*/) {
+const QvbConfigOptions* __wrap_qvbGetConfigOptions(const QvbString& name) {
   static const Config config;
-  return &config;
+  return name.length() == 0 && script().hasConfig ? &config : nullptr;
 }
 QvbSubject* __wrap_qvbSubjectAccess() {
   if (!script().hasSubject) return nullptr;
@@ -308,15 +377,12 @@ bool __wrap_qvbSubjectCredentials(const QvbString& domain, QvbString& user, QvbS
   return true;
 }
 bool __wrap_qvbSubjectDecodePW(const QvbString& password, QvbString& decoded, QvbString* err) {
-  if (scripted::str(password) == "bad") {
-    *err = "QVWS-2101: not decodable";
+  if (scripted::str(password) == "bad" || fails("decode")) {
+    *err = "2101()";
     return false;
   }
   if (!password.isNull()) decoded = QvbString(password).append("-decoded");
   return true;
-}
-QvbString __wrap__Z16qvbDecryptStringRK9QvbString(const QvbString& text) {
-  return QvbString(text).append("-decrypted");
 }
 void* __real_realloc(void* block, size_t size);
 void* __wrap_realloc(void* block, size_t size) {
@@ -325,7 +391,33 @@ void* __wrap_realloc(void* block, size_t size) {
 // The non-throwing operator new, under a name that no memory checker puts its own in place of.
 void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
 void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
-  if (script().failNew > 0 && --script().failNew == 0) return nullptr;
-  return __real__ZnwmRKSt9nothrow_t(size, tag);
+  return fails("new") ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
+}
+
+// Those that return a class are C++ functions under the linker's name.
+QvbString wrapDecrypt(const QvbString& text) __asm__("__wrap__Z16qvbDecryptStringRK9QvbString");
+QvbString wrapDecrypt(const QvbString& text) {
+  return QvbString(text).append("-decrypted");
+}
+QvbString wrapMessage(const char* file, int32_t line, const char* component, int32_t id, ...) __asm__("__wrap__Z15qvb_get_messagePKciS0_iz");
+QvbString wrapMessage(const char* file, int32_t line, const char* component, int32_t id, ...) {
+  if (strcmp(component, "Web Service Client") != 0) return "OTHER COMPONENT";
+  va_list arguments;
+  va_start(arguments, id);
+  const std::string text = render(file, line, id, arguments);
+  va_end(arguments);
+  return text.c_str();
+}
+
+// A base library whose two orders differ: with the flag set, upper and lower case are alike.
+int32_t realCompare(const QvbString* self, const QvbString& other, bool collation) noexcept __asm__("__real__ZNK9QvbString7compareERKS_b");
+int32_t wrapCompare(const QvbString* self, const QvbString& other, bool collation) noexcept __asm__("__wrap__ZNK9QvbString7compareERKS_b");
+int32_t wrapCompare(const QvbString* self, const QvbString& other, bool collation) noexcept {
+  if (!collation || self->isNull() || other.isNull()) return realCompare(self, other, collation);
+  return strcasecmp(self->asCstr(), other.asCstr());
+}
+int32_t wrapCompareText(const QvbString* self, const char* other, bool collation) noexcept __asm__("__wrap__ZNK9QvbString7compareEPKcb");
+int32_t wrapCompareText(const QvbString* self, const char* other, bool collation) noexcept {
+  return wrapCompare(self, other, collation);
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "scripted_proxy.h"
+#include "wsclient.h"
 #include "wsuri.h"
 
 #include <qvws/qvws.h>
@@ -51,6 +52,36 @@ TEST_F(Client, RequestValues) {
   EXPECT_FALSE(client_->GetRequestValueAt("n", 1, value_));
   EXPECT_FALSE(client_->GetRequestValue("other", value_));
   EXPECT_TRUE(value_.isNull());
+}
+
+// Which of the base library's two comparisons each map and each test of a name has.
+TEST_F(Client, ComparisonsOfNames) {
+  EXPECT_TRUE(client_->AddNamespace("p", "urn:A", err_));
+  EXPECT_TRUE(client_->AddNamespace("P", "urn:a", err_)) << "the URIs are alike, too";
+  EXPECT_FALSE(client_->AddNamespace("p", "urn:b", err_));
+  EXPECT_EQ(str(err_), "1442(p, urn:a, urn:b)");
+  client_->AddRequestValue("n", "x", err_);
+  client_->AddRequestValue("N", "y", err_);
+  EXPECT_EQ(client_->GetRequestValueCount(), 2);
+  EXPECT_FALSE(client_->SetOption("wscp_Proxy_Port", "x", err_)) << "typed, whatever its case";
+  EXPECT_EQ(str(err_), "1778(x, integer)");
+  EXPECT_TRUE(client_->SetOption("wscp_user", "me", err_));
+  EXPECT_TRUE(client_->SetOption("wscp_pass", "secret", err_));
+  EXPECT_FALSE(client_->GetOption("WSCP_USER", value_));
+  for (const char* name : {"v", "V"}) {
+    WebServiceParmValue* value = qvwsCreateWebServiceParmValue(WSPStyle::String, &err_);
+    EXPECT_TRUE(value->setProperty("WSPS.String.Value", "s", err_));
+    EXPECT_TRUE(client_->SetInputParmValue(name, value, err_));
+    EXPECT_TRUE(client_->SetOutputParmValue(name, qvwsCreateWebServiceParmValue(WSPStyle::File, &err_), err_));
+  }
+  script().answers["Invoke"] = {{.rows = {scripted::null, scripted::Rows{{"r", "1"}, {"R", "2"}}}}};
+  script().trace.clear();
+  EXPECT_TRUE(client_->Invoke(nullptr, err_));
+  EXPECT_EQ(client_->GetResponseValueCount(), 2);
+  EXPECT_EQ(script().trace[2], "SetOptions([11,11: wscp_pass|secret; wscp_user|me;])") << "nor is a password that is not named so decrypted";
+  EXPECT_EQ(
+      script().trace[3],
+      "SetParameters([11,11,11,11,2: -|V|direction|Input|-; -|-|type|String|true; -|-|Value|s|true; -|V|direction|Output|-; -|-|type|File|true;])");
 }
 
 TEST_F(Client, TypedOptions) {
@@ -105,7 +136,7 @@ TEST_F(Client, BoundValuesAreReleased) {
   EXPECT_TRUE(client_->SetInputParmValue("null", nullptr, err_));
   // Without memory the new value stays the host's.
   WebServiceParmValue* kept = qvwsCreateWebServiceParmValue(WSPStyle::File, &err_);
-  script().failNew = 1;
+  script().fail("new", 1);
   EXPECT_FALSE(client_->SetInputParmValue("x", kept, err_));
   EXPECT_EQ(id(err_), 444);
   EXPECT_EQ(kept->getDirection(), 0);
@@ -116,13 +147,50 @@ TEST_F(Client, FactoriesReport) {
   QvbString err("old");
   EXPECT_EQ(qvwsCreateWebServiceParmValue(static_cast<WSPStyle>(2), &err), nullptr);
   EXPECT_EQ(str(err), "old");
-  script().failNew = 1;
+  script().fail("new", 1);
   EXPECT_EQ(qvwsCreateWebServiceParmValue(WSPStyle::File, &err), nullptr);
   EXPECT_EQ(id(err), 444);
   err.setNull();
-  script().failNew = 1;
+  script().fail("new", 1);
   EXPECT_EQ(qvwsCreateWebServiceClient(&err), nullptr);
   EXPECT_EQ(id(err), 444);
+}
+
+TEST_F(Client, HeirsAreAsked) {
+  struct Heir final : WebServiceClientImpl {
+    bool GetOption(const QvbString& name, QvbString& value) override {
+      value = QvbString(name).append("!");
+      return true;
+    }
+    bool GetResponseValueAt(const QvbString& name, int32_t index, QvbString& value) override {
+      value = QvbString(name).append(index == 7 ? "7" : "?");
+      return true;
+    }
+  };
+  auto* heir = new Heir;
+  std::string answered;
+  script().onCreate = [&](QvjniOptionCallback* option, QvjniLogCallback*) {
+    const char* text = "";
+    int32_t length = 0;
+    EXPECT_EQ(option->answer(option, "KEY", nullptr, &text, &length), 0);
+    answered = text;
+    return 0;
+  };
+  script().answers["Invoke"] = {{.rows = {scripted::null, scripted::Rows{{"n", "1"}}}}};
+  EXPECT_TRUE(heir->Invoke(nullptr, err_));
+  EXPECT_EQ(answered, "KEY!");
+  EXPECT_TRUE(heir->GetResponseValueByIndex(0, 7, nullptr, value_));
+  EXPECT_EQ(str(value_), "n7");
+  heir->Release();
+
+  struct Wide final : WSUriVariables {
+    int32_t getColumnCount() override { return 2; }
+  };
+  auto* cursor = new Wide;
+  for (const char* text : {"a", "b", "c", "d"}) cursor->append(text);
+  EXPECT_TRUE(cursor->next() && cursor->next());
+  EXPECT_EQ(str(cursor->getString(0)) + str(cursor->getString(1)), "cd");
+  cursor->release();
 }
 
 TEST_F(Client, VariablesOfAUri) {

@@ -95,18 +95,10 @@ TEST_F(Connect, RowsOfOptions) {
     std::string rows;
   };
   const Case cases[] = {
-      {"user@domain", {{"WSCP_USER", "ann@corp@x"}}, {}, " WSCP_DOMAIN|corp@x; WSCP_USER|ann;"},
-      {"domain\\user", {{"WSCP_PROXY_USER", "corp\\ann"}}, {}, " WSCP_PROXY_DOMAIN|corp; WSCP_PROXY_USER|ann;"},
-      {"a domain stops the split", {{"WSCP_USER", "a@b"}, {"WSCP_DOMAIN", "d"}}, {}, " WSCP_DOMAIN|d; WSCP_USER|a@b;"},
-      {"no user, no group", {{"WSCP_DOMAIN", "d"}, {"WSCP_USER", ""}}, {}, ""},
-      {"passwords are decrypted, empty ones stay",
-       {{"WSCP_PASS", "p"}, {"WSCP_PROXY_PASS", ""}, {"WSCP_WS-SECURITY_PASS", "s"}},
+      {"passwords are decrypted, empty ones stay; options come before all else",
+       {{"WSCP_PASS", "p"}, {"WSCP_PROXY_PASS", ""}, {"WSCP_WS-SECURITY_PASS", "s"}, {"WSCP_USER", "u"}, {"Z", "z"}},
        {},
-       " WSCP_PASS|p-decrypted; WSCP_PROXY_PASS|; WSCP_WS-SECURITY_PASS|s-decrypted;"},
-      {"groups in their order",
-       {{"WSCP_USER", "c"}, {"WSCP_PROXY_USER", "p"}, {"WSCP_WS-SECURITY_USER", "s"}, {"Z", "z"}},
-       {},
-       " Z|z; WSCP_WS-SECURITY_USER|s; WSCP_PROXY_USER|p; WSCP_USER|c;"},
+       " WSCP_PASS|p-decrypted; WSCP_PROXY_PASS|; WSCP_WS-SECURITY_PASS|s-decrypted; Z|z; WSCP_USER|u;"},
       {"config option", {{"WSCP_CONFIG", "f"}}, {{"WSCP_CONFIG", "g"}}, " WSCP_CONFIG|f; WSCP_WSDL_CONFIG|f;"},
       {"config configured", {}, {{"WSCP_CONFIG", "g"}, {"WEBSERVICE/CONFIG_FILE", "h"}}, " WSCP_WSDL_CONFIG|g;"},
       {"config section", {}, {{"WEBSERVICE/CONFIG_FILE", "h"}}, " WSCP_WSDL_CONFIG|h;"},
@@ -128,38 +120,90 @@ TEST_F(Connect, RowsOfOptions) {
     EXPECT_EQ(optionRows(), test.rows);
   }
   EXPECT_NE(script().logged().find("4 The request time-out 'soon'"), std::string::npos);
+  renew();
+  script().hasConfig = false;
+  EXPECT_TRUE(discover());
+  EXPECT_EQ(optionRows(), "") << "a product without a configuration";
+  WebServiceParmValue* value = qvwsCreateWebServiceParmValue(WSPStyle::File, &err_);
+  EXPECT_EQ(static_cast<int32_t>(value->getStyle()), 0);
+  value->release();
 }
 
-TEST_F(Connect, CredentialsOfTheSubject) {
-  script().hasSubject = true;
-  script().credentials = {{"lab", {"bob@home", "pw"}}, {"sec", {"eve", "s"}}};
-  set({{"WSCP_DOMAIN", "lab"},
-       {"WSCP_PASS", "own"},
-       {"WSCP_PROXY_DOMAIN", "none"},
-       {"WSCP_WS-SECURITY_DOMAIN", "sec"},
-       {"WSCP_WS-SECURITY_USER", "me"}});
-  EXPECT_TRUE(discover());
-  EXPECT_EQ(
-      optionRows(),
-      " WSCP_PASS|own-decrypted; WSCP_WS-SECURITY_DOMAIN|sec; WSCP_WS-SECURITY_USER|me; WSCP_DOMAIN|home; WSCP_USER|bob; WSCP_PASS|pw-decoded;");
-  EXPECT_EQ(script().logged(), "2 No credentials associated with the proxy domain 'none'.\n");
-
-  renew();
-  script().credentials["lab"].second = "bad";
-  set({{"WSCP_DOMAIN", "lab"}});
-  EXPECT_FALSE(discover());
-  EXPECT_EQ(id(err_), 2101);
+// A domain and a user that are absent, null, empty or there, with and without a subject that knows domain "lab": each tried with the keys of all
+// three authentication domains, for which % stands.
+TEST_F(Connect, CredentialsOfEachDomain) {
+  const char* const absent = "absent";
+  const struct {
+    const char* domain;
+    const char* user;
+    const char* rows;
+    const char* unknown = nullptr;    // what the subject is asked for in vain
+    const char* bySubject = nullptr;  // the rows with a subject, when they differ
+  } cases[] = {
+      {absent, absent, ""},
+      {nullptr, absent, "", ""},
+      {"", absent, "", ""},
+      {"corp", absent, "", "corp"},
+      {"lab", absent, "", nullptr, " %DOMAIN|home; %USER|bob; %PASS|pw-decoded;"},
+      {absent, nullptr, ""},
+      {"lab", nullptr, ""},
+      {absent, "", ""},
+      {"lab", "", ""},
+      {absent, "u", " %USER|u;"},
+      {nullptr, "u", " %USER|u;"},
+      {"lab", "u", " %DOMAIN|lab; %USER|u;"},
+      {"lab", "u@d", " %DOMAIN|lab; %USER|u@d;"},
+      {absent, "u@d@e", " %DOMAIN|d@e; %USER|u;"},
+      {"", "d\\u\\v", " %DOMAIN|d; %USER|u\\v;"},
+      {absent, "a\\b@c", " %DOMAIN|c; %USER|a\\b;"},
+      {absent, "u@", " %USER|u;"},
+      {absent, "@d", ""},
+  };
+  const std::pair<std::string, std::string> domains[] = {{"WSCP_WS-SECURITY_", "WS-Security"}, {"WSCP_PROXY_", "proxy"}, {"WSCP_", "client"}};
+  const auto with = [](std::string text, const std::string& prefix) {
+    for (size_t at = 0; (at = text.find('%', at)) != std::string::npos;) text.replace(at, 1, prefix);
+    return text;
+  };
+  for (const auto& test : cases) {
+    for (const bool hasSubject : {false, true}) {
+      SCOPED_TRACE((test.domain != nullptr ? test.domain : "null") + std::string(" ") + (test.user != nullptr ? test.user : "null"));
+      renew();
+      script().hasSubject = hasSubject;
+      script().credentials = {{"lab", {"bob@home", "pw"}}};
+      std::string expected;
+      std::string logged;
+      for (const auto& [prefix, name] : domains) {
+        if (test.domain != absent) set({{with("%DOMAIN", prefix).c_str(), test.domain}});
+        if (test.user != absent) set({{with("%USER", prefix).c_str(), test.user}});
+        expected += with(hasSubject && test.bySubject != nullptr ? test.bySubject : test.rows, prefix);
+        if (!hasSubject || test.unknown == nullptr) continue;
+        logged += "2 No credentials associated with the " + name + " domain '" + test.unknown + "'.\n";
+      }
+      EXPECT_TRUE(discover());
+      EXPECT_EQ(optionRows(), expected);
+      EXPECT_EQ(script().logged(), logged);
+    }
+  }
+  // An option's password goes as well, and before the subject's; one that cannot be decoded ends it all.
+  for (const char* password : {"pw", "bad"}) {
+    renew();
+    script().credentials["lab"].second = password;
+    set({{"WSCP_DOMAIN", "lab"}, {"WSCP_PASS", "own"}});
+    EXPECT_EQ(discover(), std::string(password) == "pw");
+    EXPECT_EQ(optionRows(), std::string(password) == "pw" ? " WSCP_PASS|own-decrypted; WSCP_DOMAIN|home; WSCP_USER|bob; WSCP_PASS|pw-decoded;" : "");
+  }
+  EXPECT_EQ(str(err_), "2101()");
   EXPECT_EQ(script().calls(), (std::vector<std::string>{"create", "destroy"}));
   EXPECT_EQ(script().live, 0);
 }
 
 TEST_F(Connect, AnswersTheProxysQuestions) {
   script().config["SECTION/KEY"] = "configured";
-  set({{"OWN", "mine"}, {"EMPTY", ""}, {"LONG", std::string(5000, 'x').c_str()}});
+  set({{"OWN", "mine"}, {"EMPTY", ""}, {"LONG", std::string(5000, 'x').c_str()}, {"ONE MORE", std::string(5001, 'y').c_str()}});
   std::vector<std::string> answers;
   script().onCreate = [&](QvjniOptionCallback* option, QvjniLogCallback* /*log*/) {
     for (const char* key : {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTOR", "JAVA_PROXY/DIRECTORYX",
-                            "JAVA_PROXY/HAS_GETVERSION", "OWN", "LONG", "SECTION/KEY", "EMPTY", "UNKNOWN"}) {
+                            "JAVA_PROXY/HAS_GETVERSION", "OWN", "LONG", "SECTION/KEY", "ONE MORE", "OWN", "EMPTY", "UNKNOWN"}) {
       const char* text = nullptr;
       int32_t length = -1;
       const int32_t result = option->answer(option, key, nullptr, &text, &length);
@@ -178,8 +222,9 @@ TEST_F(Connect, AnswersTheProxysQuestions) {
     return 0;
   };
   EXPECT_TRUE(discover());
-  EXPECT_EQ(answers, (std::vector<std::string>{"ws", "1", "1", "1", "WebServiceClient", "mine", std::string(5000, 'x'), "configured", "1", "1"}));
-  EXPECT_EQ(script().logged(), "5 29(Callback option)\n");
+  EXPECT_EQ(answers, (std::vector<std::string>{"ws", "1", "1", "1", "WebServiceClient", "mine", std::string(5000, 'x'), "configured",
+                                               std::string(5001, 'y'), "mine", "1", "1"}));
+  EXPECT_EQ(script().logged(), "5 29((Callback option))\n");
 }
 
 TEST_F(Connect, CollectsWhatTheProxyLogs) {
@@ -191,6 +236,15 @@ TEST_F(Connect, CollectsWhatTheProxyLogs) {
   EXPECT_EQ(str(err_), "warning\r\nerror");
   EXPECT_EQ(script().logged(), "2 report\n3 info\n5 warning\n5 error\n");
   EXPECT_EQ(script().calls(), std::vector<std::string>{"create"});
+  // What was only a warning stays for those operations that leave the text alone on success.
+  script().onCreate = [](QvjniOptionCallback* /*option*/, QvjniLogCallback* log) {
+    log->log(log, -1, "warning");
+    return 0;
+  };
+  EXPECT_TRUE(client_->Invoke(nullptr, err_));
+  EXPECT_EQ(str(err_), "warning");
+  EXPECT_TRUE(client_->Invoke(nullptr, err_));
+  EXPECT_TRUE(err_.isNull()) << "and no longer";
 }
 
 }  // namespace

@@ -191,14 +191,14 @@ TEST_F(Invocation, StoresWhatIsAnswered) {
   WebServiceParmValue* bare = bindOutput("bare");
   client_->SetOutputParmValue("null", nullptr, err_);
   script().answers["Invoke"] = {
-      {.rows = {Rows{{"urn:x", "a", "A"}, {"urn:y", "a", "no"}, {null, "bare", null}, {"", "null", "n"}, {null, null, "nobody"}},
+      {.rows = {Rows{{"urn:x", "a", "A"}, {"urn:y", "a", "no"}, {null, "bare"}, {"", "null", "n"}, {null, null, "nobody"}},
                 Rows{{"x", "1"}, {"c", "c1"}, {"x", "2"}, {"b", null}}}},
-      {.rows = {Rows{{"urn:x", "b"}, {"urn:x", "a", "#number"}}, null}},
+      {.rows = {Rows{{"urn:x", "b", ""}, {"urn:x", "a", "#number"}}, null}},
       {.rows = {null, Rows{{"again", "1"}}}},
   };
   EXPECT_TRUE(client_->Invoke(nullptr, err_)) << str(err_);
   EXPECT_EQ(text(first_) + text(second_) + text(bare), "A(none)(null)");
-  EXPECT_EQ(script().logged(), "3 1590{urn:y}a\n3 1590null\n3 1590\n");
+  EXPECT_EQ(script().logged(), "3 1590({urn:y}a)\n3 1590(null)\n3 1590()\n");
   EXPECT_EQ(responses(), "b=(null) c=c1 x=1 x=2 ");
   QvbString got;
   EXPECT_TRUE(client_->GetResponseValueAt("x", 1, got));
@@ -208,7 +208,7 @@ TEST_F(Invocation, StoresWhatIsAnswered) {
   EXPECT_TRUE(client_->GetResponseValueByIndex(2, 0, nullptr, got));
 
   EXPECT_TRUE(client_->Invoke(nullptr, err_));
-  EXPECT_EQ(text(first_) + text(second_), "(null)(null)") << "cells that are missing or no texts";
+  EXPECT_EQ(text(first_) + text(second_) + text(bare), "(null)(null)") << "no text, an empty one, and one that is not mentioned";
   EXPECT_EQ(client_->GetResponseValueCount(), 0);
   EXPECT_FALSE(client_->GetResponseValueByIndex(0, 0, nullptr, got)) << "nor is a position remembered";
   EXPECT_TRUE(client_->Invoke(nullptr, err_));
@@ -278,9 +278,7 @@ TEST_F(Invocation, Failures) {
     bindAll();
     script().answers["Invoke"] = {full};
     if (*test.method != 0) script().answers[test.method] = {test.reply};
-    script().failOnly = test.function;
-    script().failAt = test.k;
-    script().platformCalls = 0;
+    script().fail(test.function, test.k);
     EXPECT_FALSE(client_->Invoke(nullptr, err_));
     EXPECT_EQ(id(err_), test.message) << str(err_);
     if (test.message == 1725) {
@@ -334,7 +332,6 @@ TEST_F(Invocation, CallbackIsPolled) {
 
 TEST_F(Invocation, ResetUnbindsAndNoMore) {
   bindAll();
-  client_->AddNamespace("p", "urn:p", err_);
   script().answers["Invoke"] = {{.rows = {null, Rows{{"old", "1"}}}}};
   EXPECT_TRUE(client_->Invoke(nullptr, err_));
   err_ = "old";
@@ -379,91 +376,30 @@ TEST_F(Invocation, VariablesOfAUri) {
     const char* name;
     Reply reply;
     std::deque<int32_t> counts;
-    const char* variables;  // "444" and so on: the message of a failure
-    const char* function = "";
-    int32_t k = 0;
+    const char* variables;  // or the message of a failure
   } cases[] = {
       {"three", {.rows = {Rows{{"a"}, {null}, {"c", "more"}}}}, {}, "a (null) c "},
       {"absent", {.rows = {null}}, {}, ""},
       {"empty", {.rows = {Rows{}}}, {}, ""},
       {"the number is asked for after each row", {.rows = {Rows{{"a"}, {"b"}, {"c"}}}}, {1, 3, 2}, "a b "},
-      {"fewer rows than told", {.rows = {Rows{{"a"}}}}, {2}, "444"},
-      {"error", {.status = 4}, {}, "1725"},
-      {"failure", {.status = 2}, {}, "1726"},
-      {"unreadable", {.rows = {Rows{{"a"}}}}, {}, "444", "parameters", 1},
-      {"first row", {.rows = {Rows{{"a"}, {"b"}}}}, {}, "444", "nextRow", 1},
-      {"second row", {.rows = {Rows{{"a"}, {"b"}}}}, {}, "444", "nextRow", 2},
-      {"no memory", {.rows = {Rows{{"a"}}}}, {}, "444", "new", 1},
+      {"fewer rows than told", {.rows = {Rows{{"a"}}}}, {2}, "444()"},
+      {"error", {.status = 4, .code = 5, .text = "said"}, {}, "1725(DiscoverURI, 5, said)"},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);
     script().answers["DiscoverURI"] = {test.reply};
     script().rowCounts = test.counts;
-    const bool memory = std::string(test.function) == "new";
-    script().failOnly = test.function;
-    (memory ? script().failNew : script().failAt) = test.k;
-    script().platformCalls = 0;
     QvbStringCursor* cursor = client_->DiscoverURI("http://h/{a}", err_);
-    script().failAt = 0;
-    script().failOnly.clear();
-    std::string all = cursor == nullptr ? std::to_string(id(err_)) : "";
+    std::string all = cursor == nullptr ? str(err_) : "";
     EXPECT_EQ(cursor != nullptr, err_.isNull()) << str(err_);
     while (cursor != nullptr && cursor->next()) all += str(cursor->getString(0)) + " ";
     if (cursor != nullptr) cursor->release();
     EXPECT_EQ(all, test.variables);
   }
+  script().answers.clear();
   client_->DiscoverURI(QvbString(), err_)->release();
   EXPECT_EQ(sent().front(), "DiscoverURI(http://h/{a})10");
   EXPECT_EQ(sent().back(), "DiscoverURI()10") << "a null text is there";
-}
-
-// Every call of the platform fails, once or from then on, and then every allocation of an object: each time with a message, and with nothing left
-// over but what is left to the proxy.
-TEST_F(Invocation, EveryStepMayFail) {
-  end();
-  enum Way { kOnce, kFromThenOn, kAllocation };
-  for (const Way way : {kOnce, kFromThenOn, kAllocation}) {
-    int failures = 0;
-    for (int k = 1; k < 200; ++k) {
-      SCOPED_TRACE("way " + std::to_string(way) + ", step " + std::to_string(k));
-      renew();
-      script().answers["Invoke"] = {{.rows = {Rows{{"urn:x", "o", "A"}, {"urn:y", "o", "B"}}, Rows{{"n", "1"}, {"n", "2"}}}}};
-      script().answers["DiscoverURI"] = {{.rows = {Rows{{"a"}, {"b"}}}}};
-      client_->AddNamespace("p", "urn:p", err_);
-      client_->SetOption("O", "o", err_);
-      client_->AddRequestValue("v", "1", err_);
-      (way == kAllocation ? script().failNew : script().failAt) = k;
-      script().failOn = way == kFromThenOn;
-      err_.setNull();
-      // A value is the host's until it is bound.
-      std::vector<WebServiceParmValue*> own;
-      const auto bind = [&](bool input) {
-        WebServiceParmValue* made = qvwsCreateWebServiceParmValue(WSPStyle::String, &err_);
-        if (made == nullptr) return false;
-        const bool bound = input ? client_->SetInputParmValue("i", made, err_) : client_->SetOutputParmValue("{urn:x}o", made, err_);
-        if (!bound) own.push_back(made);
-        return bound;
-      };
-      Callback callback;
-      QvbStringCursor* cursor = nullptr;
-      const bool ok = bind(true) && bind(false) && client_->Invoke(&callback, err_) && client_->Reset(err_) &&
-                      (cursor = client_->DiscoverURI("{a}{b}", err_)) != nullptr;
-      EXPECT_EQ(err_.isNull(), ok);
-      if (cursor != nullptr) cursor->release();
-      for (WebServiceParmValue* made : own) made->release();
-      const bool reached = way == kAllocation ? script().failNew == 0 : script().platformCalls >= k;
-      script().failNew = script().failAt = 0;
-      client_->Release();
-      for (const std::string& left : script().left) EXPECT_EQ(left, "rows 11,11,11,11,2");
-      EXPECT_LE(script().left.size(), 1U);
-      EXPECT_EQ(script().live, static_cast<int32_t>(script().left.size()));
-      client_ = nullptr;
-      EXPECT_EQ(ok, !reached);
-      if (!reached) break;
-      ++failures;
-    }
-    EXPECT_EQ(failures, way == kAllocation ? 5 : 26);
-  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <qvb/export.h>
 #include <qvb/string.h>
 
+#include <stddef.h>
 #include <stdint.h>
 
 /// What a QvbDatavar holds. The codes 1 and 2 are fixed; they are what setType() takes.
@@ -51,11 +52,17 @@ class QVB_API QvbDatavar {
   [[nodiscard]] QvbString asString() const;
 
  private:
+  friend struct QvbDatavarLayout;
   qvbType type_ = qvbTypeNull;
   int64_t integer_ = 0;  // the number, or 1 and 0 for true and false; 0 otherwise
   QvbString text_;       // null unless the type is text
 };
 
-static_assert(sizeof(QvbDatavar) == 48 && alignof(QvbDatavar) == 8, "hosts and libraries share this layout");
+/// Checks what hosts and libraries share.
+struct QvbDatavarLayout {
+  static_assert(sizeof(QvbDatavar) == 48 && alignof(QvbDatavar) == 8 && sizeof(qvbType) == 4, "the size of a value");
+  static_assert(offsetof(QvbDatavar, type_) == 0 && offsetof(QvbDatavar, integer_) == 8 && offsetof(QvbDatavar, text_) == 16,
+                "the order of its members");
+};
 
 #endif

@@ -77,6 +77,7 @@ class QVB_API QvbString {
   QvbString& assign(int64_t value);
 
  private:
+  friend struct QvbStringLayout;
   enum : int32_t { kInlineCapacity = 15 };
 
   [[nodiscard]] bool onHeap() const noexcept { return text_ != nullptr && text_ != inline_; }
@@ -90,6 +91,13 @@ class QVB_API QvbString {
   char inline_[16];   // a text of up to 15 bytes lives here
 };
 
-static_assert(sizeof(QvbString) == 32 && alignof(QvbString) == 8, "hosts and libraries share this layout");
+/// Checks what hosts and libraries share.
+struct QvbStringLayout {
+  static_assert(sizeof(QvbString) == 32 && alignof(QvbString) == 8, "the size of a text");
+  static_assert(offsetof(QvbString, text_) == 0 && offsetof(QvbString, length_) == 8 && offsetof(QvbString, capacity_) == 12 &&
+                    offsetof(QvbString, inline_) == 16,
+                "the order of its members");
+  static_assert(sizeof(bool) == 1, "truth values are one byte");
+};
 
 #endif

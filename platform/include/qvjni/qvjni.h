@@ -33,6 +33,7 @@ struct QvjniInvokeCallback {
   int32_t (*poll)(QvjniInvokeCallback* record);
 };
 
+static_assert(sizeof(QvjniOptionCallback) == 8 && sizeof(QvjniLogCallback) == 8, "the caller's record continues at 8");
 static_assert(offsetof(QvjniInvokeCallback, option) == 0 && offsetof(QvjniInvokeCallback, poll) == 8 && sizeof(QvjniInvokeCallback) == 16,
               "the caller's record continues at 16");
 

@@ -61,12 +61,17 @@ struct QvwlpRow {
   int32_t count;
 };
 
+static_assert(sizeof(QvwlpRow) == 16 && offsetof(QvwlpRow, cells) == 0 && offsetof(QvwlpRow, count) == 8, "libraries share this layout");
+
 /// The parameters of an answer, in the order of the type string of the call, valid as long as the response. The cells may be changed: who sets a row
 /// set's pointer to null takes that row set out of the response and destroys it himself.
 struct QvwlpParameters {
   QvwlpValue* cells;
   int32_t count;
 };
+
+static_assert(sizeof(QvwlpParameters) == 16 && offsetof(QvwlpParameters, cells) == 0 && offsetof(QvwlpParameters, count) == 8,
+              "libraries share this layout");
 
 // Handles are made by the proxy library (qvjniProxyRowSetCreate, qvjniProxyCall). They belong to the proxy that made them: what has not been
 // destroyed by then goes with it. Every operation runs on the caller's thread, does not wait, and is for one thread at a time per proxy. A null
