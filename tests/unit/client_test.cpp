@@ -2,11 +2,13 @@
 #include "scripted_proxy.h"
 #include "wsclient.h"
 #include "wsuri.h"
+#include "wsvalue.h"
 
 #include <qvws/qvws.h>
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <stdexcept>
 
 namespace {
@@ -143,6 +145,29 @@ TEST_F(Client, BoundValuesAreReleased) {
   kept->release();
 }
 
+TEST_F(Client, ValuesAreReleasedBeforeTheProxy) {
+  struct Traced final : WebServiceParmValueImpl {
+    explicit Traced(const char* name) : name_(name) {}
+    void release() override {
+      script().trace.push_back(std::string("release ") + name_);
+      WebServiceParmValueImpl::release();
+    }
+    const char* name_;
+  };
+  auto* client = qvwsCreateWebServiceClient(&err_);
+  for (const char* name : {"b", "a"}) {
+    EXPECT_TRUE(client->SetOutputParmValue(name, new Traced(name), err_));
+    EXPECT_TRUE(client->SetInputParmValue(name, new Traced(name), err_));
+  }
+  EXPECT_TRUE(client->SetInputParmValue("a", new Traced("c"), err_));
+  EXPECT_TRUE(client->Invoke(nullptr, err_));
+  const size_t before = script().trace.size();
+  client->Release();
+  EXPECT_EQ(script().trace.front(), "release a") << "replaced";
+  EXPECT_EQ(std::vector<std::string>(script().trace.begin() + static_cast<std::ptrdiff_t>(before), script().trace.end()),
+            (std::vector<std::string>{"release c", "release b", "release a", "release b", "destroy()"}));
+}
+
 TEST_F(Client, FactoriesReport) {
   QvbString err("old");
   EXPECT_EQ(qvwsCreateWebServiceParmValue(static_cast<WSPStyle>(2), &err), nullptr);
@@ -159,6 +184,8 @@ TEST_F(Client, FactoriesReport) {
 TEST_F(Client, HeirsAreAsked) {
   struct Heir final : WebServiceClientImpl {
     bool GetOption(const QvbString& name, QvbString& value) override {
+      if (name.compare("MEMORY", true) == 0) throw std::bad_alloc();
+      if (name.compare("MISTAKE", true) == 0) throw std::runtime_error("heir");
       value = QvbString(name).append("!");
       return true;
     }
@@ -174,11 +201,14 @@ TEST_F(Client, HeirsAreAsked) {
     int32_t length = 0;
     EXPECT_EQ(option->answer(option, "KEY", nullptr, &text, &length), 0);
     answered = text;
+    EXPECT_EQ(option->answer(option, "MEMORY", nullptr, &text, &length), 2);
+    EXPECT_EQ(option->answer(option, "MISTAKE", nullptr, &text, &length), 1);
     return 0;
   };
   script().answers["Invoke"] = {{.rows = {scripted::null, scripted::Rows{{"n", "1"}}}}};
   EXPECT_TRUE(heir->Invoke(nullptr, err_));
   EXPECT_EQ(answered, "KEY!");
+  EXPECT_EQ(script().logged(), "5 29((Callback option))\n5 Reading an option threw an exception: it counts as not set.\n");
   EXPECT_TRUE(heir->GetResponseValueByIndex(0, 7, nullptr, value_));
   EXPECT_EQ(str(value_), "n7");
   heir->Release();

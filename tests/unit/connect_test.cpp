@@ -6,12 +6,18 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 namespace {
 
 using scripted::id;
 using scripted::script;
 using scripted::str;
 using Pairs = std::vector<std::pair<const char*, const char*>>;
+
+struct Ender {
+  void operator()(QvbStringCursor* cursor) const { cursor->release(); }
+};
 
 class Connect : public testing::Test {
  protected:
@@ -75,6 +81,14 @@ TEST_F(Connect, SendsOnceInOrder) {
 
 TEST_F(Connect, FailureIsTriedAnew) {
   client_->AddNamespace("p", "urn:p", err_);
+  std::string directories;
+  script().onCreate = [&](QvjniOptionCallback* option, QvjniLogCallback*) {
+    const char* text = "none";
+    int32_t length = 0;
+    option->answer(option, "JAVA_PROXY/DIRECTORY", nullptr, &text, &length);
+    directories += text;
+    return 0;
+  };
   script().answers["SetOptions"] = {{.status = 4, .code = 12, .text = "no options"}, {}};
   EXPECT_FALSE(discover());
   EXPECT_EQ(id(err_), 1725);
@@ -85,6 +99,7 @@ TEST_F(Connect, FailureIsTriedAnew) {
   EXPECT_TRUE(discover());
   EXPECT_EQ(script().calls(),
             (std::vector<std::string>{"create", "SetNamespaces", "SetOptions", "destroy", "create", "SetNamespaces", "SetOptions", "Discover"}));
+  EXPECT_EQ(directories, "wsws") << "once a proxy";
 }
 
 TEST_F(Connect, RowsOfOptions) {
@@ -198,9 +213,15 @@ TEST_F(Connect, CredentialsOfEachDomain) {
 }
 
 TEST_F(Connect, AnswersTheProxysQuestions) {
-  script().config["SECTION/KEY"] = "configured";
-  set({{"OWN", "mine"}, {"EMPTY", ""}, {"LONG", std::string(5000, 'x').c_str()}, {"ONE MORE", std::string(5001, 'y').c_str()}});
+  script().config = {{"SECTION/KEY", "configured"}, {"OWN", "configured"}, {"EMPTY", "configured"}};
+  set({{"JAVA_PROXY/DIRECTORY", "own"},
+       {"JAVA_PROXY/HAS_GETVERSION", "own"},
+       {"OWN", "mine"},
+       {"EMPTY", ""},
+       {"LONG", std::string(5000, 'x').c_str()},
+       {"ONE MORE", std::string(5001, 'y').c_str()}});
   std::vector<std::string> answers;
+  std::vector<const char*> buffers;
   script().onCreate = [&](QvjniOptionCallback* option, QvjniLogCallback* /*log*/) {
     for (const char* key : {"JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTORY", "JAVA_PROXY/DIRECTOR", "JAVA_PROXY/DIRECTORYX",
                             "JAVA_PROXY/HAS_GETVERSION", "OWN", "LONG", "SECTION/KEY", "ONE MORE", "OWN", "EMPTY", "UNKNOWN"}) {
@@ -209,6 +230,7 @@ TEST_F(Connect, AnswersTheProxysQuestions) {
       const int32_t result = option->answer(option, key, nullptr, &text, &length);
       answers.push_back(result == 0 ? std::string(text, static_cast<size_t>(length)) : std::to_string(result));
       EXPECT_TRUE(result != 0 || text[length] == '\0');
+      if (result == 0) buffers.push_back(text);
     }
     // A buffer that cannot grow is lost, the next question gets a new one.
     script().failRealloc = true;
@@ -224,27 +246,41 @@ TEST_F(Connect, AnswersTheProxysQuestions) {
   EXPECT_TRUE(discover());
   EXPECT_EQ(answers, (std::vector<std::string>{"ws", "1", "1", "1", "WebServiceClient", "mine", std::string(5000, 'x'), "configured",
                                                std::string(5001, 'y'), "mine", "1", "1"}));
+  EXPECT_EQ(buffers[3], buffers[4]) << "the largest answer's buffer serves";
+  EXPECT_EQ(buffers[5], buffers[6]);
   EXPECT_EQ(script().logged(), "5 29((Callback option))\n");
 }
 
 TEST_F(Connect, CollectsWhatTheProxyLogs) {
   script().onCreate = [](QvjniOptionCallback* /*option*/, QvjniLogCallback* log) {
-    for (const auto& [level, text] : {std::pair(0, "report"), {1, "info"}, {2, "warning"}, {7, "error"}}) log->log(log, level, text);
+    for (const auto& [level, text] : {std::pair(0, "report"), {1, "info"}, {2, "100%s"}, {7, "error"}}) log->log(log, level, text);
     return 7;
   };
   EXPECT_FALSE(discover());
-  EXPECT_EQ(str(err_), "warning\r\nerror");
-  EXPECT_EQ(script().logged(), "2 report\n3 info\n5 warning\n5 error\n");
+  EXPECT_EQ(str(err_), "100%s\r\nerror");
+  EXPECT_EQ(script().logged(), "2 report\n3 info\n5 100%s\n5 error\n");
   EXPECT_EQ(script().calls(), std::vector<std::string>{"create"});
   // What was only a warning stays for those operations that leave the text alone on success.
   script().onCreate = [](QvjniOptionCallback* /*option*/, QvjniLogCallback* log) {
     log->log(log, -1, "warning");
     return 0;
   };
-  EXPECT_TRUE(client_->Invoke(nullptr, err_));
-  EXPECT_EQ(str(err_), "warning");
-  EXPECT_TRUE(client_->Invoke(nullptr, err_));
-  EXPECT_TRUE(err_.isNull()) << "and no longer";
+  const struct {
+    const char* operation;
+    std::function<bool()> run;
+    const char* text;
+  } operations[] = {{"Reset", [&] { return client_->Reset(err_); }, "(null)"},
+                    {"Discover", [&] { return discover(); }, "(null)"},
+                    {"Invoke", [&] { return client_->Invoke(nullptr, err_); }, "warning"},
+                    {"DiscoverURI", [&] { return std::unique_ptr<QvbStringCursor, Ender>(client_->DiscoverURI("a", err_)) != nullptr; }, "warning"}};
+  for (const auto& test : operations) {
+    SCOPED_TRACE(test.operation);
+    renew();
+    EXPECT_TRUE(test.run());
+    EXPECT_EQ(str(err_), test.text);
+    EXPECT_TRUE(test.run());
+    EXPECT_TRUE(err_.isNull()) << "and no longer";
+  }
 }
 
 }  // namespace
