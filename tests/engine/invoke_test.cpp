@@ -36,7 +36,7 @@ class Invoke : public testing::Test {
       ++calls_;
       response.status = status;
       for (const auto& [name, value] : headers) response.headers.emplace(name, value);
-      response.set_content(body, type.c_str());
+      response.set_content(body, type);
     });
     port_ = server.bind_to_any_port("127.0.0.1");
     thread_ = std::thread([this] { server.listen_after_bind(); });

@@ -34,7 +34,7 @@ class Engine final : private QvjniHost {
   Engine();
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
-  ~Engine();
+  ~Engine() override;
 
   /// Writes a file and returns its path.
   std::string write(const std::string& name, const std::string& text);

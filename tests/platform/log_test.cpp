@@ -28,7 +28,7 @@ TEST(LogTest, WhatDrivesATerminalIsEscaped) {
       {"\xc2\x9b"
        "1m",
        "\\u009b1m"},
-      {"\xe2\x80\xa8\xe2\x80\xae", "\\u2028\\u202e"},
+      {"\xe2\x80\xa8\xe2\x80\xae", "\\u2028\\u202e"},  // NOLINT(misc-misleading-bidirectional): what is tested
       {"\x9b\xc3", "\\x9b\\xc3"},
       {"\xc0\x8a\xed\xa0\x80", "\\xc0\\x8a\\xed\\xa0\\x80"},
   };

@@ -85,6 +85,7 @@ bool isDirty(const QvwlpValue& value) {
   clean.present = value.present;
   if (value.present != 0) clean.data = value.data;
   if (value.present != 0 && value.type == qvwlpString) clean.length = value.length;
+  // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): every byte is meant, those between the members too
   return value.present > 1 || memcmp(&clean, &value, sizeof value) != 0;
 }
 
@@ -253,7 +254,7 @@ extern "C" int32_t qvjniProxyCall(QvjniProxy* proxy, QvjniInvokeCallback* callba
   size_t set = 0;
   for (; *responseTypes != 0 && (*response)->parameters.size() < reply.parameters; ++responseTypes) {
     QvwlpValue value{};
-    value.type = *responseTypes;
+    value.type = static_cast<unsigned char>(*responseTypes);
     if (*responseTypes == qvwlpInteger) {
       value.present = 1;
       value.data.integer = reply.handle;
