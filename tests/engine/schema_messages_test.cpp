@@ -87,6 +87,8 @@ struct Case {
   std::vector<std::string> holds;  ///< in the sample
   std::vector<std::string> lacks;  ///< in the sample
   std::string wrongFrom, wrongTo;  ///< a change of the sample that the schema must refuse
+
+  friend void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
 };
 
 std::string taken(xmlChar* text) {

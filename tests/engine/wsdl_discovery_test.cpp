@@ -35,6 +35,8 @@ struct Case {
   std::string definitions;
   std::string expected;  ///< after the properties of the description itself
   std::string log;       ///< part of a line; empty when none is expected
+
+  friend void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
 };
 
 class OneDocument : public testing::TestWithParam<Case> {};

@@ -12,6 +12,8 @@ struct Case {
   const char* name;
   std::string document;
   std::string start;  ///< of the failure, after "code: file, line n: "; with the line
+
+  friend void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
 };
 
 class Refused : public testing::TestWithParam<Case> {};
