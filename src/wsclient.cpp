@@ -169,14 +169,15 @@ bool WebServiceClientImpl::SetOption(const QvbString& name, const QvbString& val
       break;
     }
   }
-  options_.insert_or_assign(name, datavar);
+  options_.insert_or_assign(name, std::move(datavar));  // a copy could stop half way
   err.setNull();
   return true;
 }
 
 bool WebServiceClientImpl::AddNamespace(const QvbString& prefix, const QvbString& uri, QvbString& err) {
   const auto [binding, added] = namespaces_.try_emplace(prefix, uri);
-  if (!added && binding->second.compare(uri, true) != 0) {
+  if (added) return true;
+  if (binding->second.compare(uri, true) != 0) {
     setMessage(err, kMsgPrefixBound, prefix.asCstr(), binding->second.asCstr(), uri.asCstr());
     return false;
   }

@@ -34,7 +34,7 @@ class WebServiceInvokeCallback {
 /// Names and texts are UTF-8 and are copied. A failing operation returns false or null and writes a message that begins with its number, "QVWS-1725:
 /// …", or what the proxy logged when it cannot be made; test the result, not the text, for some successful operations set the text to null and others
 /// leave it. Getters never touch an error text: on failure they set their out value to null and return false. Where a text cannot be copied for want
-/// of memory std::bad_alloc is thrown, and the client is what it was.
+/// of memory std::bad_alloc is thrown, and leaves what a failure of the operation leaves; of an operation that never fails, nothing.
 ///
 /// The first of Discover(), DiscoverURI(), Invoke() and Reset() connects: it makes the proxy and sends it the options and namespaces; what is set
 /// after that is not sent again. A failed connection is tried anew by the next of them. Its messages are
