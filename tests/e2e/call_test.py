@@ -538,7 +538,7 @@ class Connections(Case):
                 self.assertEqual(([one["ok"] for one in calls], server.connections), ([ok] * 8, connections))
         self.assertEqual(calls[0]["responseValues"], {"HTTP_STATUS": ["299"], "HTTP_REASON": ["Fine  indeed"], "HTTP_VERSION": ["HTTP/1.1"], "HTTP_HEADER/X-A": ["1", "2 folded"],
                                                       "HTTP_HEADER/x-b": [""], "HTTP_HEADER/Content-Length": ["0"]})
-        self.assertEqual({key for _, headers, _ in server.seen for key in headers} & {"Expect", "Transfer-Encoding", "Link"}, set())
+        self.assertEqual({key for _, headers, _ in server.seen for key in headers} & {"Expect", "Transfer-Encoding"}, set())
         self.assertEqual(server.seen[0][1]["X-Empty"], "")
 
     def from_file(self, path, value, **more):

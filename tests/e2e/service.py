@@ -148,6 +148,8 @@ class Guard:
         if nonce is None or nonce.get("EncodingType") != f"{WSS}soap-message-security-1.0#Base64Binary" or not self.fresh(created):
             return "InvalidSecurityToken", "no nonce or no fresh time"
         raw = base64.b64decode(nonce.text, validate=True)
+        if len(raw) < 16:
+            return "InvalidSecurityToken", "a nonce that can be guessed"
         with self.lock:
             if raw in self.nonces:
                 return "FailedAuthentication", "a nonce that was used"

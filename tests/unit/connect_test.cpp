@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "scripted_proxy.h"
+#include "wsvalue.h"
 
 #include <qvjni/qvjni.h>
 #include <qvws/qvws.h>
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 
 namespace {
@@ -14,10 +16,6 @@ using scripted::id;
 using scripted::script;
 using scripted::str;
 using Pairs = std::vector<std::pair<const char*, const char*>>;
-
-struct Ender {
-  void operator()(QvbStringCursor* cursor) const { cursor->release(); }
-};
 
 class Connect : public testing::Test {
  protected:
@@ -269,10 +267,11 @@ TEST_F(Connect, CollectsWhatTheProxyLogs) {
     const char* operation;
     std::function<bool()> run;
     const char* text;
-  } operations[] = {{"Reset", [&] { return client_->Reset(err_); }, "(null)"},
-                    {"Discover", [&] { return discover(); }, "(null)"},
-                    {"Invoke", [&] { return client_->Invoke(nullptr, err_); }, "warning"},
-                    {"DiscoverURI", [&] { return std::unique_ptr<QvbStringCursor, Ender>(client_->DiscoverURI("a", err_)) != nullptr; }, "warning"}};
+  } operations[] = {
+      {"Reset", [&] { return client_->Reset(err_); }, "(null)"},
+      {"Discover", [&] { return discover(); }, "(null)"},
+      {"Invoke", [&] { return client_->Invoke(nullptr, err_); }, "warning"},
+      {"DiscoverURI", [&] { return std::unique_ptr<QvbStringCursor, Releaser>(client_->DiscoverURI("a", err_)) != nullptr; }, "warning"}};
   for (const auto& test : operations) {
     SCOPED_TRACE(test.operation);
     renew();
